@@ -1,0 +1,37 @@
+# Language, warnings, word size and sanitizers: the same for the library, the tool and the tests.
+
+# C++20 would add reversed == candidates, which make the string operators ambiguous.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo)
+endif()
+
+set(Z_WARNINGS
+    -Wall
+    -Wextra
+    -Wconversion
+    -Werror
+    $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
+)
+
+# In 32 bits the plain stat and open fail on files with large inode numbers or sizes.
+add_compile_definitions(_GNU_SOURCE)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    add_compile_definitions(_FILE_OFFSET_BITS=64)
+endif()
+
+if(Z_SANITIZE STREQUAL "address")
+    set(Z_SANITIZE_FLAGS -fsanitize=address,undefined -fno-sanitize-recover=all)
+elseif(Z_SANITIZE STREQUAL "thread")
+    set(Z_SANITIZE_FLAGS -fsanitize=thread)
+elseif(Z_SANITIZE)
+    message(FATAL_ERROR "Z_SANITIZE is empty, address or thread, not ${Z_SANITIZE}")
+endif()
+add_compile_options(${Z_SANITIZE_FLAGS} -fno-omit-frame-pointer)
+add_link_options(${Z_SANITIZE_FLAGS})
