@@ -1,16 +1,20 @@
 # z_units(<subsystem> <layer> <unit>... [<layer> <unit>...]...)
-# Adds src/Z/<unit>.cpp of every unit to the target Z; a unit may be a header alone.
+# Adds src/Z/<unit>.cpp of every unit to the target Z, and <unit>.h to its property Z_HEADERS. A
+# unit may be a header alone.
 function(z_units subsystem)
-    foreach(word IN LISTS ARGN)
-        if(word MATCHES "^[0-9]+$")
+    foreach(unit IN LISTS ARGN)
+        if(unit MATCHES "^[0-9]+$")
             continue()
-        elseif(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${word}.cpp)
-            target_sources(Z PRIVATE ${word}.cpp)
-        elseif(NOT EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${word}.h)
-            message(STATUS "src/Z/${word}: not there yet, left out")
-            set_property(TARGET Z APPEND PROPERTY Z_MISSING ${word})
+        endif()
+        if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${unit}.cpp)
+            target_sources(Z PRIVATE ${unit}.cpp)
+        elseif(NOT EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${unit}.h)
+            message(STATUS "src/Z/${unit}: not there yet, left out")
             # Until the unit is there, executables link although the library misses its symbols.
             target_link_options(Z INTERFACE -Wl,--unresolved-symbols=ignore-in-shared-libs)
+        endif()
+        if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${unit}.h)
+            set_property(TARGET Z APPEND PROPERTY Z_HEADERS ${unit}.h)
         endif()
     endforeach()
 endfunction()
