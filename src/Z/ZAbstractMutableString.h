@@ -34,8 +34,8 @@ public:
         if (buffer_ != inline_) std::free(buffer_);
     }
 
-    char const* getChars() const override;
-    unsigned int getLength() const override;
+    char const* getChars() const override { return buffer_; }
+    unsigned int getLength() const override { return length_; }
 
     // Copies the text of a string of the same codeset handle, converts that of any other. Setting a
     // string to itself does nothing.
@@ -201,8 +201,17 @@ protected:
     unsigned int textLength() const { return static_cast<unsigned int>(strnlen(buffer_, length_)); }
 
     // Replaces the text by `bytes` bytes, which may lie inside it.
-    void assignText(char const* text, std::size_t bytes);
+    ZAbstractMutableString_5_1& assignText(char const* text, std::size_t bytes);
     ZAbstractMutableString_5_1& appendText(char const* text, std::size_t bytes);
+
+    // Empties this string, then converts.
+    void assignConverted(ZAbstractString_5_1 const& other);
+
+    // Every byte that is marked becomes `to`, or goes when `to` is 0.
+    void replaceBytes(bool const (&marked)[256], char to);
+
+    // Every character whose being in `set` is `members` becomes `replacement`.
+    void replaceCharacters(char const* set, bool members, char const* replacement);
 
 private:
     static constexpr unsigned int defaultLength = 95;
@@ -234,6 +243,7 @@ private:
         return bytes;
     }
     bool ownsChars(char const* text) const;
+    bool stripsBytewise() const;
     void makeRoom(unsigned long long bytes);
     void reallocate();
 

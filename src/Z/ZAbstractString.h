@@ -90,7 +90,7 @@ public:
     int beginsWith(ZAbstractString_5_1 const& text) const;
     int endsWith(ZAbstractString_5_1 const& text) const;
 
-    // Case ignored; 0 when `text` is empty or longer than this string.
+    // Case ignored; 0 when either text is empty, for the end also when `text` is the longer one.
     int beginsWithCaseIgnored(ZAbstractString_5_1 const& text) const;
     int endsWithCaseIgnored(ZAbstractString_5_1 const& text) const;
 
@@ -118,6 +118,9 @@ protected:
     static std::atomic<void*> utf8_handle_;
     static std::atomic<void*> lcs_handle_;
 
+    // Local text in a locale without multibyte characters.
+    bool isSingleByteLocal() const;
+
 private:
     static void needHandles() {
         if (__builtin_expect(utf8_handle_.load(std::memory_order_acquire) == nullptr, 0)) {
@@ -125,7 +128,6 @@ private:
         }
     }
     static void fetchHandles();
-    int isSingleByteLocal() const;
 };
 
 // A view of characters somebody else owns. They must outlive the view, and must not change while

@@ -1,0 +1,86 @@
+// ZStringIterator: walks a string character by character, in its own codeset.
+// Subsystem: strings, layer 3. Test: tests/ZStringIterator_test.cpp
+#include "ZStringIterator.h"
+
+#include <climits>
+#include <cstdlib>
+#include <string>
+
+#include "ZException.h"
+#include "zraise.h"
+#include "ztisutil.h"
+
+namespace {
+constexpr char const* unit = "src/Z/ZStringIterator";
+}
+
+ZStringIterator_5_1::ZStringIterator_5_1(ZLCConstString_5_1 const& source, ZLCString_5_1& output)
+    : cursor_(source),
+      source_(&source),
+      output_(output),
+      width_(static_cast<unsigned int>(MB_CUR_MAX)) {}
+
+ZStringIterator_5_1::ZStringIterator_5_1(ZLCString_5_1 const& source, ZLCString_5_1& output)
+    : cursor_(source),
+      source_(&source),
+      output_(output),
+      width_(static_cast<unsigned int>(MB_CUR_MAX)) {}
+
+ZStringIterator_5_1::ZStringIterator_5_1(ZUTF8ConstString_5_1 const& source,
+                                         ZUTF8String_5_1& output)
+    : cursor_(source), source_(&source), output_(output), width_(0) {}
+
+ZStringIterator_5_1::ZStringIterator_5_1(ZUTF8String_5_1 const& source, ZUTF8String_5_1& output)
+    : cursor_(source), source_(&source), output_(output), width_(0) {}
+
+ZStringIterator_5_1::~ZStringIterator_5_1() noexcept {}
+
+ZObject_5_1* ZStringIterator_5_1::clone() const {
+    return new ZStringIterator_5_1(*this);
+}
+
+int ZStringIterator_5_1::hasMore() {
+    return cursor_ != nullptr && *cursor_ != '\0';
+}
+
+ZAbstractMutableString_5_1* ZStringIterator_5_1::getNext() {
+    if (cursor_ == nullptr) return nullptr;
+    output_.clear();
+    if (*cursor_ == '\0') return &output_;
+    int bytes = 1;
+    if (width_ != 1) {
+        std::ptrdiff_t const left = source_->getChars() + source_->getLength() - cursor_;
+        bytes = zmblen_5_1(source_->getCodesetHandle(), cursor_,
+                           left > INT_MAX ? INT_MAX : static_cast<int>(left));
+        if (bytes == -1) z_5_1::raise(unit, ZTISMBLenException_5_1());
+    }
+    output_.append(cursor_, static_cast<unsigned int>(bytes));
+    cursor_ += bytes;
+    return &output_;
+}
+
+void ZStringIterator_5_1::reset() {
+    cursor_ = *source_;
+}
+
+// ---- the two operations of strings that are driven by an iterator ----
+
+ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::replaceAllOf(ZStringIterator_5_1& set,
+                                                                     char const* replacement) {
+    std::string members;
+    for (set.reset(); set.hasMore();) members += set.getNext()->getChars();
+    replaceCharacters(members.c_str(), true, replacement);
+    return *this;
+}
+
+ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::replaceNoneOf(ZStringIterator_5_1& text,
+                                                                      char const* set,
+                                                                      char const* replacement) {
+    for (text.reset(); text.hasMore();) text.getNext();  // throws where the text is invalid
+    replaceCharacters(set, false, replacement);
+    return *this;
+}
+
+#if defined(__i386__)
+static_assert(sizeof(ZStringIterator_5_1) == 24, "layout of the iterator");
+#endif
