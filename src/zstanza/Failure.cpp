@@ -1,0 +1,110 @@
+// Failure: how a zstanza command ends when it does not succeed: an exit code and one line of text.
+// Subsystem: properties, layer 7. Test: tests/zstanza_test.cpp
+#include "Failure.h"
+
+#include <Z/ZException.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+namespace zstanza {
+
+namespace {
+
+template <class Keep>
+std::string escaped(std::string const& text, Keep keep) {
+    static char const digits[] = "0123456789abcdef";
+    std::string out;
+    for (char c : text) {
+        auto byte = static_cast<unsigned char>(c);
+        if (keep(byte)) {
+            out += c;
+        } else {
+            out.append("\\x").append(1, digits[byte >> 4]).append(1, digits[byte & 15]);
+        }
+    }
+    return out;
+}
+
+// Which rule of the syntax a refused line breaks. The library names the line only, but the line
+// tells: it comes without outer white space, and never as a comment.
+char const* syntaxFault(std::string const& line) {
+    if (line[0] == '[') {
+        return line.find(']') == std::string::npos ? "no \"]\" ends the stanza's name"
+                                                   : "the stanza is there already";
+    }
+    if (line[0] == '=') return "no key stands before \"=\"";
+    if (line.find('=') == std::string::npos) return "neither comment, stanza nor key = value";
+    return "the key stands before any stanza";
+}
+
+std::string accessFault(std::string const& api) {
+    if (api == "fopen(r)") return "cannot be read";
+    if (api == "fcntl()") return "cannot be locked";
+    if (api == "mapFile()") return "the configuration database cannot be read";
+    return "cannot be written";
+}
+
+Failure invalidDataFailure(ZPropertiesInvalidDataException_5_1 const& refused) {
+    std::string text = refused.baddata();
+    Failure failure(invalidData, oneLine(refused.propFile()) + ":" +
+                                     std::to_string(refused.badline()) + ": " + syntaxFault(text) +
+                                     ": " + oneLine(text));
+    failure.line = refused.badline();
+    failure.text = text;
+    return failure;
+}
+
+}  // namespace
+
+Failure::Failure(ExitCode why, std::string const& subject, std::string const& cause)
+    : Failure(why, "zstanza: " + oneLine(subject) + ": " + oneLine(cause)) {}
+
+Failure currentFailure(std::string const& file) {
+    try {
+        throw;
+    } catch (Failure const& failure) {
+        return failure;
+    } catch (ZPropertiesInvalidDataException_5_1 const& refused) {
+        return invalidDataFailure(refused);
+    } catch (ZPropertiesIOException_5_1 const& refused) {
+        return Failure(inaccessible, refused.propFile(),
+                       accessFault(refused.api()) + ": " + std::strerror(refused.excerrno()));
+    } catch (ZInvalidParameterException_5_1 const&) {
+        return Failure(
+            usage, file,
+            "the file could not hold this: no line end may stand in it, no \"]\" in a "
+            "stanza's name, no \"=\" or outer blank in a key, no \"#\" or \"[\" before a key");
+    } catch (ZException_5_1 const& other) {
+        return Failure(inaccessible, file,
+                       std::string(other.name()) + ", code " + std::to_string(other.code()));
+    } catch (std::bad_alloc const&) {
+        return Failure(inaccessible, file, "out of memory");
+    }
+}
+
+bool isBusy(ZPropertiesIOException_5_1 const& refused) {
+    return std::strcmp(refused.api(), "fcntl()") == 0 &&
+           (refused.excerrno() == EAGAIN || refused.excerrno() == EACCES);
+}
+
+Failure busyFailure(std::string const& file, unsigned seconds) {
+    return Failure(inaccessible, file,
+                   "in use by another program, waited " + std::to_string(seconds) + " s");
+}
+
+std::string oneLine(std::string const& text) {
+    return escaped(text, [](unsigned char byte) { return byte >= 0x20 && byte != 0x7f; });
+}
+
+std::string ascii(std::string const& text) {
+    return escaped(text, [](unsigned char byte) { return byte >= 0x20 && byte < 0x7f; });
+}
+
+void complain(std::string const& message) {
+    std::fprintf(stderr, "%s\n", message.c_str());
+}
+
+}  // namespace zstanza

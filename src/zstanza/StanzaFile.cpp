@@ -1,0 +1,177 @@
+// StanzaFile: one stanza file as the verbs see it: loaded and stored with patience, read as text.
+// Subsystem: properties, layer 7. Test: tests/zstanza_test.cpp
+#include "StanzaFile.h"
+
+#include <Z/ZException.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+#include "Failure.h"
+
+namespace zstanza {
+
+namespace {
+
+// A file of our own that the library can store to by name: in memory where /proc shows it, else in
+// TMPDIR, readable by nobody else. Gone with this object.
+class Scratch {
+public:
+    Scratch() : descriptor_(memfd_create("zstanza", MFD_CLOEXEC)) {
+        name_ = "/proc/self/fd/" + std::to_string(descriptor_);
+        if (descriptor_ >= 0 && access(name_.c_str(), R_OK | W_OK) == 0) return;
+        if (descriptor_ >= 0) close(descriptor_);
+        char const* folder = std::getenv("TMPDIR");
+        name_ =
+            std::string(folder != nullptr && *folder != '\0' ? folder : "/tmp") + "/zstanza.XXXXXX";
+        descriptor_ = mkostemp(name_.data(), O_CLOEXEC);
+        if (descriptor_ < 0) {
+            throw Failure(inaccessible, name_,
+                          std::string("cannot be made: ") + std::strerror(errno));
+        }
+        named_ = true;
+    }
+    Scratch(Scratch const&) = delete;
+    Scratch& operator=(Scratch const&) = delete;
+    ~Scratch() {
+        if (named_) unlink(name_.c_str());
+        close(descriptor_);
+    }
+
+    char const* name() const { return name_.c_str(); }
+
+    std::string content() const {
+        std::string text;
+        char block[65536];
+        for (;;) {
+            ssize_t n = pread(descriptor_, block, sizeof block, static_cast<off_t>(text.size()));
+            if (n == 0) return text;
+            if (n > 0) text.append(block, static_cast<std::size_t>(n));
+            if (n < 0 && errno != EINTR) {
+                throw Failure(inaccessible, name_, std::strerror(errno));
+            }
+        }
+    }
+
+private:
+    int descriptor_;
+    std::string name_;
+    bool named_ = false;
+};
+
+// Files are rewritten in place: who stops the program waits until the new text is whole.
+class SignalsHeld {
+public:
+    SignalsHeld() {
+        sigset_t held;
+        sigemptyset(&held);
+        for (int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) sigaddset(&held, number);
+        sigprocmask(SIG_BLOCK, &held, &former_);
+    }
+    SignalsHeld(SignalsHeld const&) = delete;
+    SignalsHeld& operator=(SignalsHeld const&) = delete;
+    ~SignalsHeld() { sigprocmask(SIG_SETMASK, &former_, nullptr); }
+
+private:
+    sigset_t former_;
+};
+
+std::vector<std::string> texts(ZArrayList_5_1 const& list) {
+    std::vector<std::string> out;
+    for (unsigned int i = 0; i < list.size(); ++i) {
+        out.emplace_back(static_cast<ZLCString_5_1 const*>(list.get(i))->getChars());
+    }
+    return out;
+}
+
+}  // namespace
+
+template <class Access>
+void StanzaFile::waitFor(Access access) {
+    for (;;) {
+        try {
+            return access();
+        } catch (ZPropertiesIOException_5_1 const& refused) {
+            if (!isBusy(refused)) throw;
+            if (!patience_.pause()) throw busyFailure(name_, patience_.seconds());
+        }
+    }
+}
+
+void StanzaFile::load() {
+    struct stat now;
+    if (stat(name_.c_str(), &now) == 0 && S_ISDIR(now.st_mode)) {
+        throw Failure(inaccessible, name_, std::strerror(EISDIR));
+    }
+    // A load that met a busy file has read nothing, so it can be done again.
+    waitFor([this] { content_.load(name_.c_str()); });
+    namesDatabase_ = content_.exists("configuration-database", "file") != 0;
+}
+
+void StanzaFile::store() {
+    waitFor([this] {
+        SignalsHeld whole;
+        content_.store(name_.c_str());
+    });
+}
+
+void StanzaFile::require(std::string const& stanza) const {
+    if (!content_.exists(stanza.c_str())) {
+        throw Failure(absent, name_, "no stanza [" + stanza + "]");
+    }
+}
+
+void StanzaFile::require(std::string const& stanza, std::string const& key) const {
+    require(stanza);
+    if (!content_.exists(stanza.c_str(), key.c_str())) {
+        throw Failure(absent, name_, "no key " + key + " in stanza [" + stanza + "]");
+    }
+}
+
+// The library lists stanzas by hash. Their order in the file shows in the text that it stores: a
+// line there begins with "[" only if it is a stanza's head, and ends after the name.
+std::vector<std::string> StanzaFile::stanzas() {
+    std::vector<std::string> names;
+    if (namesDatabase_) {
+        ZArrayList_5_1 listed(100, 1);
+        content_.keyNames(listed);
+        return texts(listed);
+    }
+    std::istringstream lines(text());
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line[0] == '[') names.push_back(line.substr(1, line.size() - 2));
+    }
+    return names;
+}
+
+std::vector<std::string> StanzaFile::keys(std::string const& stanza) const {
+    ZArrayList_5_1 names(100, 1);
+    content_.keyNames(stanza.c_str(), names);
+    return texts(names);
+}
+
+std::vector<std::string> StanzaFile::values(std::string const& stanza,
+                                            std::string const& key) const {
+    ZArrayList_5_1 found(4, 1);
+    content_.getValues(stanza.c_str(), key.c_str(), found, ZPropLCString);
+    return texts(found);
+}
+
+std::string StanzaFile::text() {
+    if (namesDatabase_) {
+        throw Failure(inaccessible, name_,
+                      "names a configuration database, its text cannot be shown");
+    }
+    Scratch scratch;
+    content_.store(scratch.name());
+    return scratch.content();
+}
+
+}  // namespace zstanza

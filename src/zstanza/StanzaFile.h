@@ -1,0 +1,52 @@
+// StanzaFile: one stanza file as the verbs see it: loaded and stored with patience, read as text.
+// Subsystem: properties, layer 7. Test: tests/zstanza_test.cpp
+#ifndef ZSTANZA_STANZAFILE_H
+#define ZSTANZA_STANZAFILE_H
+
+#include <Z/ZStanzaFileProperties.h>
+
+#include <string>
+#include <vector>
+
+#include "ChangeLock.h"
+
+namespace zstanza {
+
+// Texts are in the local codeset. Failures of the library pass through, but for a busy file, which
+// is tried again as long as the patience lasts and then is a Failure.
+class StanzaFile {
+public:
+    StanzaFile(std::string const& name, Patience& patience) : name_(name), patience_(patience) {}
+
+    void load();
+    void store();
+
+    std::string const& name() const { return name_; }
+    ZStanzaFileProperties_5_1& content() { return content_; }
+
+    // Throws Failure (absent) unless the stanza, or the key in it, is there.
+    void require(std::string const& stanza) const;
+    void require(std::string const& stanza, std::string const& key) const;
+
+    // In the order of the file; that of the library when the file names a configuration database.
+    std::vector<std::string> stanzas();
+    std::vector<std::string> keys(std::string const& stanza) const;
+    std::vector<std::string> values(std::string const& stanza, std::string const& key) const;
+
+    // What store() would write. A file that names a configuration database is a Failure: showing
+    // its text would write the database.
+    std::string text();
+
+private:
+    template <class Access>
+    void waitFor(Access access);
+
+    std::string name_;
+    Patience& patience_;
+    ZStanzaFileProperties_5_1 content_{1};
+    bool namesDatabase_ = false;
+};
+
+}  // namespace zstanza
+
+#endif

@@ -1,0 +1,250 @@
+// Verbs: what zstanza does: one function per verb.
+// Subsystem: properties, layer 7. Test: tests/zstanza_test.cpp
+#include "Verbs.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <nlohmann/json.hpp>
+
+#include "Failure.h"
+#include "StanzaFile.h"
+
+namespace zstanza {
+
+namespace {
+
+using Json = nlohmann::ordered_json;  // members in the order they are put in
+
+// JSON is UTF-8, files are in the local codeset. The library turns what it cannot convert into the
+// empty text, which must not pass for the value.
+std::string utf8(StanzaFile const& file, std::string const& text) {
+    ZLCConstString_5_1 local(text.c_str());
+    ZUTF8String_5_1 converted(local);
+    if (converted.isEmpty() && !text.empty()) {
+        throw Failure(wrongType, file.name(),
+                      "not text of the local codeset, so JSON cannot hold it: " + ascii(text));
+    }
+    return converted.getChars();
+}
+
+Json utf8(StanzaFile const& file, std::vector<std::string> const& texts) {
+    Json out = Json::array();
+    for (std::string const& text : texts) out.push_back(utf8(file, text));
+    return out;
+}
+
+void print(Json const& result, std::string& out) {
+    out += result.dump();
+    out += '\n';
+}
+
+void printLines(std::vector<std::string> const& lines, std::string& out) {
+    for (std::string const& line : lines) {
+        out += line;
+        out += '\n';
+    }
+}
+
+// ---- list ----
+
+void listStanzas(StanzaFile& file, bool json, std::string& out) {
+    std::vector<std::string> names = file.stanzas();
+    if (json)
+        return print({{"file", utf8(file, file.name())}, {"stanzas", utf8(file, names)}}, out);
+    printLines(names, out);
+}
+
+void listKeys(StanzaFile const& file, std::string const& stanza, bool json, std::string& out) {
+    file.require(stanza);
+    Json keys = Json::array();
+    for (std::string const& key : file.keys(stanza)) {
+        std::vector<std::string> values = file.values(stanza, key);
+        if (json) {
+            keys.push_back({{"key", utf8(file, key)}, {"values", utf8(file, values)}});
+            continue;
+        }
+        if (values.empty()) out += key + " =\n";
+        for (std::string const& value : values) out += key + " = " + value + '\n';
+    }
+    if (json) {
+        print({{"file", utf8(file, file.name())}, {"stanza", utf8(file, stanza)}, {"keys", keys}},
+              out);
+    }
+}
+
+// ---- get ----
+
+struct Converted {
+    std::string text;
+    Json json;
+};
+
+Converted convert(StanzaFile const& file, Arguments const& a, std::string const& value,
+                  ExitCode otherwise) {
+    unsigned int number = 0;
+    int truth = 0;
+    if (a.asInteger && ZProperties_5_1::convertToInt(value.c_str(), number)) {
+        return {std::to_string(number), number};
+    }
+    if (a.asBoolean && ZProperties_5_1::convertToBoolean(value.c_str(), truth)) {
+        return {truth ? "yes" : "no", truth != 0};
+    }
+    if (a.asInteger || a.asBoolean) {
+        throw Failure(otherwise, file.name(),
+                      "key " + a.key + " of stanza [" + a.stanza + "]: no " +
+                          (a.asInteger ? "number: " : "boolean value: ") + value);
+    }
+    if (!a.json) return {value, nullptr};
+    return {value, utf8(file, value)};
+}
+
+// The key's values, else the default. A key without values counts as the empty text where a single
+// value is asked for and there is no default.
+std::vector<Converted> converted(StanzaFile const& file, Arguments const& a) {
+    if (!a.fallback) file.require(a.stanza, a.key);
+    std::vector<std::string> values = file.values(a.stanza, a.key);
+    if (values.empty() && a.fallback) return {convert(file, a, *a.fallback, usage)};
+    if (!a.all) values.resize(1);
+    std::vector<Converted> out;
+    for (std::string const& value : values) out.push_back(convert(file, a, value, wrongType));
+    return out;
+}
+
+// ---- changes ----
+
+bool isMissing(std::string const& file) {
+    struct stat now;
+    return stat(file.c_str(), &now) != 0 && errno == ENOENT;
+}
+
+// Loads what is on disk now, edits it and stores it, alone among all zstanza. A dry run touches
+// nothing and so needs no lock.
+template <class Edit>
+int change(Arguments const& a, std::string& out, Edit edit) {
+    Patience patience(a.wait);
+    StanzaFile file(a.file, patience);
+    if (a.dryRun) {
+        if (!a.create || !isMissing(a.file)) file.load();
+        edit(file);
+        out += file.text();
+        return done;
+    }
+    ChangeLock lock(a.file, a.create, patience);
+    file.load();
+    edit(file);
+    if (file.content().isModified()) file.store();
+    lock.keep();
+    return done;
+}
+
+}  // namespace
+
+int list(Arguments const& a, std::string& out) {
+    Patience patience(a.wait);
+    StanzaFile file(a.file, patience);
+    file.load();
+    if (a.stanza.empty()) {
+        listStanzas(file, a.json, out);
+    } else {
+        listKeys(file, a.stanza, a.json, out);
+    }
+    return done;
+}
+
+int get(Arguments const& a, std::string& out) {
+    Patience patience(a.wait);
+    StanzaFile file(a.file, patience);
+    file.load();
+    std::vector<Converted> results = converted(file, a);
+    if (!a.json) {
+        for (Converted const& result : results) out += result.text + '\n';
+        return done;
+    }
+    Json object = {{"file", utf8(file, file.name())},
+                   {"stanza", utf8(file, a.stanza)},
+                   {"key", utf8(file, a.key)}};
+    if (a.all) {
+        object["values"] = Json::array();
+        for (Converted const& result : results) object["values"].push_back(result.json);
+    } else {
+        object["value"] = results.front().json;
+    }
+    print(object, out);
+    return done;
+}
+
+int set(Arguments const& a, std::string& out) {
+    return change(a, out, [&a](StanzaFile& file) {
+        file.content().setValue(a.stanza.c_str(), a.key.c_str(), a.value.c_str());
+    });
+}
+
+int add(Arguments const& a, std::string& out) {
+    // The next load would not see it.
+    if (a.value.empty()) throw Failure(usage, "VALUE", "must not be empty");
+    return change(a, out, [&a](StanzaFile& file) {
+        file.content().addValue(a.stanza.c_str(), a.key.c_str(), a.value.c_str(), 0);
+    });
+}
+
+int unset(Arguments const& a, std::string& out) {
+    return change(a, out, [&a](StanzaFile& file) {
+        if (a.key.empty()) {
+            file.require(a.stanza);
+            file.content().deleteStanza(a.stanza.c_str());
+        } else {
+            file.require(a.stanza, a.key);
+            file.content().deleteKey(a.stanza.c_str(), a.key.c_str());
+        }
+    });
+}
+
+// What is to be commented has to be there: the library would make it, but here that is a misspelt
+// name.
+int comment(Arguments const& a, std::string& out) {
+    return change(a, out, [&a](StanzaFile& file) {
+        if (a.stanza.empty()) {
+            file.content().addFileComment(a.text.c_str());
+        } else if (a.key.empty()) {
+            file.require(a.stanza);
+            file.content().addStanzaComment(a.stanza.c_str(), a.text.c_str());
+        } else {
+            file.require(a.stanza, a.key);
+            file.content().addEntryComment(a.stanza.c_str(), a.key.c_str(), a.text.c_str());
+        }
+    });
+}
+
+// The highest code of all files is the result: a file that could not be read at all outweighs one
+// that was, and holds invalid data.
+int check(Arguments const& a, std::string& out) {
+    int worst = done;
+    Json report = Json::array();
+    Patience patience(a.wait);
+    for (std::string const& name : a.files) {
+        StanzaFile file(name, patience);
+        Json entry;
+        if (a.json) entry["file"] = utf8(file, name);
+        try {
+            file.load();
+            entry["valid"] = true;
+        } catch (...) {
+            Failure failure = currentFailure(name);
+            complain(failure.message);
+            worst = std::max<int>(worst, failure.code);
+            entry["valid"] = failure.code == invalidData ? Json(false) : Json();
+            entry["message"] = ascii(failure.message);
+            if (failure.code == invalidData) {
+                entry["line"] = failure.line;
+                entry["text"] = ascii(failure.text);
+            }
+        }
+        report.push_back(entry);
+    }
+    if (a.json) print(report, out);
+    return worst;
+}
+
+}  // namespace zstanza
