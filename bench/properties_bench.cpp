@@ -1,0 +1,362 @@
+// properties_bench: configuration files: load, get, set, delete, store and the check for changes.
+//
+// Each work is one template over the classes of properties_peers.h, which say what each peer leaves
+// out. Times are of one round of the work: one load, one get, 1,000 new keys. A round that needs a
+// freshly loaded file loads it outside the time.
+#include <limits.h>
+#include <malloc.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <map>
+#include <memory>
+#include <type_traits>
+
+#include "bench.h"
+#include "properties_peers.h"
+#include "sample_files.h"
+
+namespace {
+
+using namespace bench;
+using benchmark::DoNotOptimize;
+using benchmark::State;
+
+// ---- load, close, store ----
+
+template <class File>
+void load(State& state, SampleFile const& sample) {
+    for (auto _ : state) {
+        std::unique_ptr<File> file;
+        timed(state, [&] {
+            file = std::make_unique<File>();
+            file->load(sample.path);
+        });
+    }
+    countEach(state, "ns_per_key", sample.keyCount);
+}
+
+// What it costs to be rid of a loaded file.
+template <class File>
+void close(State& state, SampleFile const& sample) {
+    for (auto _ : state) {
+        auto file = std::make_unique<File>();
+        file->load(sample.path);
+        timed(state, [&] { file.reset(); });
+    }
+}
+
+// Every store follows a change, in place over the same file. Comments are written by Z and
+// GKeyFile, and in part by SimpleIni.
+template <class File>
+void store(State& state, SampleFile const& sample) {
+    File file;
+    file.load(sample.path);
+    std::size_t turn = 0;
+    for (auto _ : state) {
+        Name const& name = sample.some[turn++ % sample.some.size()];
+        file.set(name.stanza, name.key, turn % 2 != 0 ? "another value" : name.value);
+        timed(state, [&] { file.store(sample.path2); });
+    }
+    countEach(state, "ns_per_key", sample.keyCount);
+}
+
+// What an administrator's command does: load, set one key, store.
+template <class File>
+void changeOne(State& state, SampleFile const& sample) {
+    std::size_t turn = 0;
+    for (auto _ : state) {
+        Name const& name = sample.some[turn++ % sample.some.size()];
+        File file;
+        file.load(sample.path);
+        file.set(name.stanza, name.key, "another value");
+        file.store(sample.path2);
+    }
+}
+
+// ---- get ----
+
+// Loaded once and not changed afterwards; all values were compared with those of the sample.
+template <class File>
+File& loaded(SampleFile const& sample) {
+    static std::map<std::string, File> files;
+    auto place = files.try_emplace(sample.path);
+    File& file = place.first->second;
+    if (place.second) {
+        file.load(sample.path);
+        for (Name const& name : sample.all) {
+            require(name.value == file.text(name.stanza, name.key), "a value differs");
+        }
+        for (Name const& name : sample.integers) {
+            require(std::stol(name.value) == file.integer(name.stanza, name.key), "an integer");
+        }
+        for (Name const& name : sample.booleans) {
+            require((name.value == "true") == file.boolean(name.stanza, name.key), "a boolean");
+        }
+    }
+    return file;
+}
+
+// Goes through `names` round and round.
+template <class Get>
+void getEach(State& state, std::vector<Name> const& names, Get get) {
+    std::size_t next = 0;
+    for (auto _ : state) {
+        Name const& name = names[next];
+        DoNotOptimize(get(name));
+        if (++next == names.size()) next = 0;
+    }
+}
+
+template <class File>
+void getText(State& state, SampleFile const& sample) {
+    File& file = loaded<File>(sample);
+    getEach(state, sample.texts, [&](Name const& n) { return file.text(n.stanza, n.key); });
+}
+
+// The cheapest copy that GKeyFile offers.
+void getRawText(State& state, SampleFile const& sample) {
+    GKeyFileFile& file = loaded<GKeyFileFile>(sample);
+    getEach(state, sample.texts, [&](Name const& n) { return file.rawText(n.stanza, n.key); });
+}
+
+template <class File>
+void getInteger(State& state, SampleFile const& sample) {
+    File& file = loaded<File>(sample);
+    getEach(state, sample.integers, [&](Name const& n) { return file.integer(n.stanza, n.key); });
+}
+
+template <class File>
+void getBoolean(State& state, SampleFile const& sample) {
+    File& file = loaded<File>(sample);
+    getEach(state, sample.booleans, [&](Name const& n) { return file.boolean(n.stanza, n.key); });
+}
+
+template <class File>
+void getMissing(State& state, SampleFile const& sample) {
+    File& file = loaded<File>(sample);
+    getEach(state, sample.fresh, [&](Name const& n) { return file.text(n.stanza, n.key); });
+}
+
+// ---- set, delete ----
+
+template <class File>
+void setExisting(State& state, SampleFile const& sample) {
+    File file;
+    file.load(sample.path);
+    std::size_t next = 0;
+    for (auto _ : state) {
+        Name const& name = sample.texts[next];
+        if (++next == sample.texts.size()) next = 0;
+        file.set(name.stanza, name.key, sample.texts[next].value);
+        benchmark::ClobberMemory();
+    }
+}
+
+template <class File>
+void setNew(State& state, SampleFile const& sample) {
+    for (auto _ : state) {
+        File file;
+        file.load(sample.path);
+        timed(state, [&] {
+            for (Name const& name : sample.fresh) file.set(name.stanza, name.key, name.value);
+        });
+        require(sample.fresh.back().value ==
+                    file.text(sample.fresh.back().stanza, sample.fresh.back().key),
+                "a new key is missing");
+    }
+}
+
+template <class File>
+void eraseEach(State& state, SampleFile const& sample, std::vector<Name> const& names) {
+    for (auto _ : state) {
+        File file;
+        file.load(sample.path);
+        timed(state, [&] {
+            for (Name const& name : names) file.erase(name.stanza, name.key);
+        });
+        require(*file.text(names.back().stanza, names.back().key) == 0, "a deleted key is there");
+    }
+    countEach(state, "ns_per_key", static_cast<double>(names.size()));
+}
+
+template <class File>
+void eraseSome(State& state, SampleFile const& sample) {
+    eraseEach<File>(state, sample, sample.some);
+}
+
+// In file order.
+template <class File>
+void eraseAll(State& state, SampleFile const& sample) {
+    eraseEach<File>(state, sample, sample.all);
+}
+
+// ---- the check for changes ----
+
+// Asks for the shared instance of a file that did not change since it was loaded. No peer has such
+// a check: to be up to date it has to load again.
+void check(State& state, SampleFile const& sample) {
+    for (auto _ : state) {
+        DoNotOptimize(ZProperties_5_1::getPropertiesFor(
+            sample.path.c_str(), ZStanzaFileProperties_5_1::getFactory(), 0));
+    }
+}
+
+template <class File>
+void reopen(State& state, SampleFile const& sample) {
+    for (auto _ : state) {
+        File file;
+        file.load(sample.path);
+        DoNotOptimize(&file);
+    }
+}
+
+// The least that a check can cost.
+void onlyStat(State& state, SampleFile const& sample) {
+    for (auto _ : state) {
+        struct stat status;
+        DoNotOptimize(stat(sample.path.c_str(), &status));
+    }
+}
+
+// ---- heap ----
+
+// Memory in use by the allocator's own count, large blocks that it maps by themselves included.
+std::size_t heapInUse() {
+    struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+// Prints the heap that a loaded file holds, the heap it holds after every value was read once, and
+// the seconds that the load took.
+template <class File>
+void measureHeap(std::string const& path, SampleFile const* namesOf) {
+    File first;  // makes what is made once in a process
+    auto file = std::make_unique<File>();
+    std::size_t before = heapInUse();
+    auto start = std::chrono::steady_clock::now();
+    file->load(path);
+    std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+    std::size_t afterLoad = heapInUse() - before;
+    std::size_t textLength = 0;
+    for (Name const& name : namesOf->all)
+        textLength += std::strlen(file->text(name.stanza, name.key));
+    DoNotOptimize(textLength);
+    std::printf("%zu %zu %.9f\n", afterLoad, heapInUse() - before, taken.count());
+}
+
+// In a process of its own, so that no allocator's reserve of an earlier run hides a part. The time
+// is that of the first load in that process.
+template <class File>
+void heap(State& state, SampleFile const& sample) {
+    std::string program(PATH_MAX, '\0');
+    ssize_t length = readlink("/proc/self/exe", program.data(), program.size());
+    require(length > 0, "readlink");
+    program.resize(static_cast<std::size_t>(length));
+    std::string command = "'" + program + "' --heap " + File::who;
+    std::size_t afterLoad = 0;
+    std::size_t afterReading = 0;
+    for (auto _ : state) {
+        double seconds = 0;
+        FILE* answer = popen(command.c_str(), "r");
+        require(answer != nullptr, "popen");
+        int read = std::fscanf(answer, "%zu %zu %lf", &afterLoad, &afterReading, &seconds);
+        require(pclose(answer) == 0 && read == 3, "no answer about the heap");
+        state.SetIterationTime(seconds);
+    }
+    state.counters["bytes_per_key"] = static_cast<double>(afterLoad) / sample.keyCount;
+    state.counters["bytes_per_key_once_read"] = static_cast<double>(afterReading) / sample.keyCount;
+}
+
+SampleFile const& heapSample() {
+    return sampleFiles()[2];
+}
+
+template <class File>
+bool answersHeap(std::string const& who) {
+    if (who != File::who) return false;
+    measureHeap<File>(heapSample().path, &heapSample());
+    return true;
+}
+
+// ---- registration ----
+
+typedef void Work(State&, SampleFile const&);
+
+benchmark::internal::Benchmark* addWork(char const* work, char const* who, SampleFile const& sample,
+                                        Work* body) {
+    return add(work, who, sample.size, [&sample, body](State& state) { body(state, sample); });
+}
+
+// A round that takes a fresh file each time is repeated as often as suits the file.
+void fewRounds(benchmark::internal::Benchmark* benchmark, SampleFile const& sample) {
+    benchmark->UseManualTime()->Iterations(sample.keyCount < 1000    ? 200
+                                           : sample.keyCount < 50000 ? 20
+                                                                     : 4);
+}
+
+template <class File>
+constexpr bool changes = !std::is_same_v<File, InihFile>;
+
+template <class File>
+void addAll(SampleFile const& sample) {
+    char const* who = File::who;
+    addWork("load/comments_kept", who, sample, load<File>)->UseManualTime();
+    fewRounds(addWork("load/close", who, sample, close<File>), sample);
+    addWork("get/string", who, sample, getText<File>);
+    addWork("get/integer", who, sample, getInteger<File>);
+    addWork("get/boolean", who, sample, getBoolean<File>);
+    addWork("get/missing", who, sample, getMissing<File>);
+    bool hasCheck = std::is_same_v<File, ZFile>;
+    addWork("reload/unchanged", hasCheck ? "Z_reopened" : who, sample, reopen<File>);
+    if constexpr (changes<File>) {
+        addWork("set/existing", who, sample, setExisting<File>);
+        fewRounds(addWork("set/1000_new", who, sample, setNew<File>), sample);
+        // GKeyFile searches a stanza's keys one by one to delete one, the last in the file first:
+        // 1,000 of 100,000 take it a second, so it has one round, and all of them half a minute,
+        // so that is left out.
+        bool slow = std::is_same_v<File, GKeyFileFile> && sample.size == "1x100000";
+        auto* erase = addWork("delete/up_to_1000", who, sample, eraseSome<File>);
+        fewRounds(erase, sample);
+        if (slow) erase->Iterations(1);
+        if (!slow) fewRounds(addWork("delete/all", who, sample, eraseAll<File>), sample);
+        addWork("store/after_a_change", who, sample, store<File>)->UseManualTime();
+        addWork("store/load_set_one_store", who, sample, changeOne<File>);
+    }
+}
+
+void addAll() {
+    for (SampleFile const& sample : sampleFiles()) {
+        addAll<ZFile>(sample);
+        addAll<GKeyFileFile>(sample);
+        addAll<InihFile>(sample);
+        addAll<SimpleIniFile>(sample);
+        addAll<PropertyTreeFile>(sample);
+        addWork("get/string", "GKeyFile_raw", sample, getRawText);
+        addWork("reload/unchanged", "Z", sample, check);
+        addWork("reload/unchanged", "stat", sample, onlyStat);
+    }
+    auto once = [](char const* who, Work* body) {
+        addWork("heap/first_load", who, heapSample(), body)->UseManualTime()->Iterations(1);
+    };
+    once(ZFile::who, heap<ZFile>);
+    once(GKeyFileFile::who, heap<GKeyFileFile>);
+    once(InihFile::who, heap<InihFile>);
+    once(SimpleIniFile::who, heap<SimpleIniFile>);
+    once(PropertyTreeFile::who, heap<PropertyTreeFile>);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    bench::prepare();
+    if (argc == 3 && std::strcmp(argv[1], "--heap") == 0) {
+        std::string who = argv[2];
+        bool known = answersHeap<ZFile>(who) || answersHeap<GKeyFileFile>(who) ||
+                     answersHeap<InihFile>(who) || answersHeap<SimpleIniFile>(who) ||
+                     answersHeap<PropertyTreeFile>(who);
+        return known ? 0 : 1;
+    }
+    addAll();
+    return bench::run(argc, argv);
+}
