@@ -104,7 +104,7 @@ std::string ascii(std::string const& text) {
 }
 
 void complain(std::string const& message) {
-    std::fprintf(stderr, "%s\n", message.c_str());
+    static_cast<void>(std::fprintf(stderr, "%s\n", message.c_str()));
 }
 
 }  // namespace zstanza

@@ -65,8 +65,8 @@ void listKeys(StanzaFile const& file, std::string const& stanza, bool json, std:
             keys.push_back({{"key", utf8(file, key)}, {"values", utf8(file, values)}});
             continue;
         }
-        if (values.empty()) out += key + " =\n";
-        for (std::string const& value : values) out += key + " = " + value + '\n';
+        if (values.empty()) out.append(key).append(" =\n");
+        for (std::string const& value : values) out.append(key).append(" = ").append(value) += '\n';
     }
     if (json) {
         print({{"file", utf8(file, file.name())}, {"stanza", utf8(file, stanza)}, {"keys", keys}},
@@ -108,6 +108,7 @@ std::vector<Converted> converted(StanzaFile const& file, Arguments const& a) {
     if (values.empty() && a.fallback) return {convert(file, a, *a.fallback, usage)};
     if (!a.all) values.resize(1);
     std::vector<Converted> out;
+    out.reserve(values.size());
     for (std::string const& value : values) out.push_back(convert(file, a, value, wrongType));
     return out;
 }
@@ -159,7 +160,7 @@ int get(Arguments const& a, std::string& out) {
     file.load();
     std::vector<Converted> results = converted(file, a);
     if (!a.json) {
-        for (Converted const& result : results) out += result.text + '\n';
+        for (Converted const& result : results) out.append(result.text) += '\n';
         return done;
     }
     Json object = {{"file", utf8(file, file.name())},

@@ -158,8 +158,7 @@ int main(int argc, char** argv) {
     setenv("TISDIR", "/", 0);
     zstanza::fillStandardDescriptors();
     // Failed writes are reported by exit codes.
-    signal(SIGPIPE, SIG_IGN);
-    signal(SIGXFSZ, SIG_IGN);
+    for (int number : {SIGPIPE, SIGXFSZ}) static_cast<void>(signal(number, SIG_IGN));
     std::string out;
     try {
         int code = zstanza::run(argc, argv, out);

@@ -1,0 +1,301 @@
+// zstanza_test: the command as people and scripts meet it: every case runs the program.
+// Subsystem: properties, layer 7. Test: tests/zstanza_test.cpp
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string read(std::string const& file) {
+    std::ostringstream text;
+    text << std::ifstream(file, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+void write(std::string const& file, std::string const& text) {
+    std::ofstream(file, std::ios::binary) << text;
+}
+
+// A shell command in which `z` is the program, and what it is to do. Each case has its own folder.
+struct Case {
+    char const* command;
+    int code;
+    std::string out;
+    std::string err;
+};
+
+class ZStanza : public testing::Test {
+protected:
+    void SetUp() override {
+        fs::path program =
+            fs::read_symlink("/proc/self/exe").parent_path() / "../src/zstanza/zstanza";
+        ASSERT_TRUE(fs::exists(program)) << program;
+        setenv("z", program.c_str(), 1);
+        char name[] = "/tmp/zstanza_test.XXXXXX";
+        folder_ = mkdtemp(name);
+        fs::current_path(folder_);
+        write("f", original);
+    }
+    void TearDown() override {
+        fs::current_path("/");
+        fs::remove_all(folder_);
+    }
+
+    static int shell(std::string const& command) {
+        int status = std::system(("z() { \"$z\" \"$@\"; }; " + command).c_str());
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + status;
+    }
+
+    // The program's temporary and lock files, if it left any, would be here.
+    void expect(Case const& c) {
+        SCOPED_TRACE(c.command);
+        EXPECT_EQ(c.code, shell("{ " + std::string(c.command) + "\n} >.out 2>.err"));
+        EXPECT_EQ(c.out, read(".out"));
+        EXPECT_EQ(c.err, read(".err"));
+    }
+
+    static constexpr char const* original =
+        "# top\n"
+        "\n"
+        "[web]\n"
+        "# port and so on\n"
+        "listen=  0x1F\n"
+        "listen = 010\n"
+        "none =\n"
+        "flag = Yes\n"
+        "big = 99999999999\n"
+        "\n"
+        "[ a b ] tail\n"
+        "-k = -v = w\n";
+    fs::path folder_;
+};
+
+TEST_F(ZStanza, Reads) {
+    write("latin", "[s]\nk = caf\xe9\n");
+    write("umlaut", "[s]\nk = \"\xc3\xbc\"\n");
+    for (Case const& c : std::initializer_list<Case>{
+             {"z list f", 0, "web\n a b \n", ""},
+             {"z list f web", 0,
+              "listen = 0x1F\nlisten = 010\nnone =\nflag = Yes\nbig = 99999999999\n", ""},
+             {"z list f WEB", 1, "", "zstanza: f: no stanza [WEB]\n"},
+             {"z get f web listen", 0, "0x1F\n", ""},
+             {"z get f web listen --all", 0, "0x1F\n010\n", ""},
+             {"z get f web listen --all --int", 0, "31\n8\n", ""},
+             {"z get f web big --int", 0, "4294967295\n", ""},
+             {"z get f web flag --bool", 0, "yes\n", ""},
+             {"z get f web flag --int", 5, "",
+              "zstanza: f: key flag of stanza [web]: no number: Yes\n"},
+             {"z get f web listen --bool", 5, "",
+              "zstanza: f: key listen of stanza [web]: no boolean value: 0x1F\n"},
+             // A key without value: an empty text, no value in a list, and the default if any.
+             {"z get f web none; z get f web none --int; z get f web none --bool", 0, "\n0\nno\n",
+              ""},
+             {"z get f web none --all; z get f web none --default d", 0, "d\n", ""},
+             {"z get f web nowhere", 1, "", "zstanza: f: no key nowhere in stanza [web]\n"},
+             {"z get f web nowhere --default -7 --all; z get f no k --int --default 0x10", 0,
+              "-7\n16\n", ""},
+             {"z get f web nowhere --default x --int", 2, "",
+              "zstanza: f: key nowhere of stanza [web]: no number: x\n"},
+             {"z get f -- ' a b ' -k", 0, "-v = w\n", ""},
+             {"z list f --json", 0,
+              R"({"file":"f","stanzas":["web"," a b "]})"
+              "\n",
+              ""},
+             {"z list f web --json", 0,
+              R"({"file":"f","stanza":"web","keys":[{"key":"listen","values":["0x1F","010"]},)"
+              R"({"key":"none","values":[]},{"key":"flag","values":["Yes"]},)"
+              R"({"key":"big","values":["99999999999"]}]})"
+              "\n",
+              ""},
+             {"z get f web listen --json --int --all; z get f web flag --json --bool", 0,
+              R"({"file":"f","stanza":"web","key":"listen","values":[31,8]})"
+              "\n"
+              R"({"file":"f","stanza":"web","key":"flag","value":true})"
+              "\n",
+              ""},
+             {"z get umlaut s k --json", 0,
+              R"({"file":"umlaut","stanza":"s","key":"k","value":"\"ü\""})"
+              "\n",
+              ""},
+             {"z get latin s k", 0, "caf\xe9\n", ""},
+             {"z get latin s k --json", 5, "",
+              "zstanza: latin: not text of the local codeset, so JSON cannot hold it: caf\\xe9\n"},
+             // In the C locale that text of UTF-8 is none.
+             {"LC_ALL=C z get umlaut s k --json | wc -c", 0, "0\n",
+              "zstanza: umlaut: not text of the local codeset, so JSON cannot hold it: "
+              "\"\\xc3\\xbc\"\n"},
+             {"env -u TISDIR \"$z\" get f web flag", 0, "Yes\n", ""},
+         }) {
+        expect(c);
+    }
+    EXPECT_EQ(original, read("f"));
+}
+
+TEST_F(ZStanza, ChangesAndKeepsTheRest) {
+    struct Step {
+        char const* arguments;
+        char const* text;  // of the file after it
+    };
+    write("f", "# top\n\n[s]\n#b = 0\n\na = 1\n");
+    for (Step const& step : std::initializer_list<Step>{
+             {"set f s a ' 2 '", "# top\n\n[s]\n#b = 0\n\na =  2 \n"},
+             {"set f s b 3", "# top\n\n[s]\n#b = 0\nb = 3\n\na = 2\n"},
+             {"add f s a 4", "# top\n\n[s]\n#b = 0\nb = 3\n\na = 2\na = 4\n"},
+             {"add f s a 2", "# top\n\n[s]\n#b = 0\nb = 3\n\na = 2\na = 4\n"},
+             {"comment f s a --text why", "# top\n\n[s]\n#b = 0\nb = 3\n\n#why\na = 2\na = 4\n"},
+             {"set f s a ''", "# top\n\n[s]\n#b = 0\nb = 3\n\n#why\na =\n"},
+             {"unset f s b", "# top\n\n[s]\n#b = 0\n\n#why\na =\n"},
+             {"comment f --text '# --x'", "# top\n# --x\n\n[s]\n#b = 0\n\n#why\na =\n"},
+             {"add f -- -t -k --", "# top\n# --x\n\n[s]\n#b = 0\n\n#why\na =\n\n[-t]\n-k = --\n"},
+             {"comment f s --text=' c'",
+              "# top\n# --x\n\n[s]\n#b = 0\n# c\n\n#why\na =\n\n[-t]\n-k = --\n"},
+             {"unset f s", "# top\n# --x\n\n\n[-t]\n-k = --\n"},
+         }) {
+        SCOPED_TRACE(step.arguments);
+        std::string before = read("f");
+        EXPECT_EQ(0, shell("set -- " + std::string(step.arguments) +
+                           "; verb=$1; shift; z $verb --dry-run \"$@\" >dry"));
+        EXPECT_EQ(before, read("f"));
+        EXPECT_EQ(0, shell("z " + std::string(step.arguments)));
+        EXPECT_EQ(step.text, read("f"));
+        EXPECT_EQ(step.text, read("dry"));
+    }
+}
+
+TEST_F(ZStanza, RefusesAndLeavesTheFile) {
+    write("bad", "[s]\na = 1\n[s] x\ty\n");
+    write("nokey", "\n[s]\n  = 1 \n");
+    write("text", "hello\x1b[31m\n");
+    write("early", "a=b\n[s]\n");
+    write("open", "[s\n");
+    fs::create_directory("folder");
+    auto before = fs::last_write_time("f") - std::chrono::hours(1);
+    fs::last_write_time("f", before);
+    std::string const refused =
+        "zstanza: f: the file could not hold this: no line end may stand in it, no \"]\" in a "
+        "stanza's name, no \"=\" or outer blank in a key, no \"#\" or \"[\" before a key\n";
+    std::string const bad = "bad:3: the stanza is there already: [s] x\\x09y\n";
+    std::string const gone = "zstanza: gone: cannot be read: No such file or directory\n";
+    for (Case const& c : std::initializer_list<Case>{
+             {"z unset f web nowhere", 1, "", "zstanza: f: no key nowhere in stanza [web]\n"},
+             {"z unset f nowhere --dry-run", 1, "", "zstanza: f: no stanza [nowhere]\n"},
+             {"z comment f web nowhere --text t", 1, "",
+              "zstanza: f: no key nowhere in stanza [web]\n"},
+             {"z set f web k=l v", 2, "", refused},
+             {"z set f 'a]b' k v", 2, "", refused},
+             {"z add f web k 'v\nw'", 2, "", refused},
+             {"z set new web '#k' v --create; ls new", 2, "",
+              "zstanza: new" + refused.substr(10) +
+                  "ls: cannot access 'new': No such file or directory\n"},
+             {"z add f web k ''", 2, "", "zstanza: VALUE: must not be empty\n"},
+             {"z get f web ''", 2, "", "zstanza: KEY: must not be empty; see zstanza --help\n"},
+             {"z", 2, "", "zstanza: A subcommand is required; see zstanza --help\n"},
+             {"z get f web k --int --bool", 2, "",
+              "zstanza: --int excludes --bool; see zstanza --help\n"},
+             {"z set f web k v --obfuscated", 2, "",
+              "zstanza: The following argument was not expected: --obfuscated; see zstanza "
+              "--help\n"},
+             {"z list f --wait=-1", 2, "",
+              "zstanza: Could not convert: --wait = -1; see zstanza --help\n"},
+             {"z set gone s k v", 4, "",
+              "zstanza: gone: cannot be opened for writing: No such file or directory\n"},
+             {"z set gone s k v --dry-run", 4, "", gone},
+             {"z set gone s k v --dry-run --create", 0, "\n[s]\nk = v\n", ""},
+             {"z set folder s k v", 4, "",
+              "zstanza: folder: cannot be opened for writing: Is a directory\n"},
+             {"z list folder", 4, "", "zstanza: folder: Is a directory\n"},
+             {"z list f >/dev/full", 4, "", "zstanza: standard output: No space left on device\n"},
+             {"z list f >&-", 4, "", "zstanza: standard output: Bad file descriptor\n"},
+             {"z set f web k v --dry-run >&-", 4, "",
+              "zstanza: standard output: Bad file descriptor\n"},
+             {"mkfifo p; (exec 3<p; exec 3<&-) & exec 4>p; wait; z list f >&4", 4, "",
+              "zstanza: standard output: Broken pipe\n"},
+             {"z set bad s a 2", 3, "", bad},
+             {"z check f bad gone", 4, "", bad + gone},
+             {"z check nokey text f early open", 3, "",
+              "nokey:3: no key stands before \"=\": = 1\n"
+              "text:1: neither comment, stanza nor key = value: hello\\x1b[31m\n"
+              "early:1: the key stands before any stanza: a=b\n"
+              "open:1: no \"]\" ends the stanza's name: [s\n"},
+             {"z check f --json bad gone 2>/dev/null", 4,
+              R"([{"file":"f","valid":true},{"file":"bad","valid":false,"message":")"
+              R"(bad:3: the stanza is there already: [s] x\\x09y","line":3,"text":"[s] x\\x09y"},)"
+              R"({"file":"gone","valid":null,"message":"zstanza: gone: cannot be read: )"
+              R"(No such file or directory"}])"
+              "\n",
+              ""},
+             {"z check f f", 0, "", ""},
+         }) {
+        expect(c);
+    }
+    EXPECT_EQ(original, read("f"));
+    EXPECT_EQ(before, fs::last_write_time("f"));  // not rewritten
+}
+
+TEST_F(ZStanza, WaitsForBusyFiles) {
+    int held = open("f", O_RDWR | O_CLOEXEC);
+    struct flock whole = {};
+    std::string const busy = "zstanza: f: in use by another program, waited 0 s\n";
+    whole.l_type = F_WRLCK;
+    ASSERT_EQ(0, fcntl(held, F_SETLK, &whole));
+    for (char const* command :
+         {"z get f web flag --wait 0", "z set f web k v --wait 0", "z check f --wait 0"}) {
+        expect({command, 4, "", busy});
+    }
+    whole.l_type = F_RDLCK;  // a reader lets others read, not write
+    ASSERT_EQ(0, fcntl(held, F_SETLK, &whole));
+    expect({"z get f web flag --wait 0", 0, "Yes\n", ""});
+    expect({"z set f web k v --wait 0", 4, "", busy});
+    whole.l_type = F_UNLCK;
+    ASSERT_EQ(0, fcntl(held, F_SETLK, &whole));
+    ASSERT_EQ(0, flock(held, LOCK_EX));  // another zstanza in the middle of a change
+    expect({"z get f web flag --wait 0; z set f web k v --wait 0 --dry-run | wc -l", 0, "Yes\n13\n",
+            ""});
+    expect({"z set f web k v --wait 0", 4, "", busy});
+    EXPECT_EQ(original, read("f"));
+
+    // Replaced while somebody waits: the change goes to the new file.
+    std::thread later([held] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        write("new", "[n]\n");
+        fs::rename("new", "f");
+        close(held);
+    });
+    expect({"z set f n k v", 0, "", ""});
+    later.join();
+    EXPECT_EQ("[n]\nk = v\n", read("f"));
+}
+
+// Eight at once, 200 changes each, from a file that none of them finds: nothing is lost, nothing is
+// left behind, and readers meanwhile see whole files only.
+TEST_F(ZStanza, LosesNothingAmongSeveral) {
+    ASSERT_EQ(0, shell("for i in 1 2 3 4 5 6 7 8; do (n=0; while [ $n -lt 200 ]; do "
+                       "z set many \"s$((n % 3))\" k$i-$n $n --create --wait 300 || exit 1; "
+                       "n=$((n + 1)); done; touch done$i) & done; "
+                       "until [ -e many ]; do :; done; "
+                       "while [ ! -e done1 ]; do z check many --wait 300 || exit 1; done; wait; "
+                       "[ \"$(echo done*)\" = \"$(echo done1 done2 done3 done4 done5 done6 done7 "
+                       "done8)\" ] && [ \"$(ls | wc -l)\" = 10 ]"));
+    std::string const text = read("many");
+    for (int i = 1; i <= 8; ++i) {
+        for (int n = 0; n < 200; ++n) {
+            std::string const number = std::to_string(n);
+            std::string const line =
+                "\nk" + std::to_string(i) + "-" + number + " = " + number + "\n";
+            EXPECT_NE(std::string::npos, text.find(line)) << line;
+        }
+    }
+}
+
+}  // namespace
