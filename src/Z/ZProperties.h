@@ -434,18 +434,35 @@ private:
     friend class ZAbstractPropertyValuesIterator_5_1;
     friend class ZStanzaFileProperties_5_1;
 
-    // Makes a change under the lock; tells the observers after it is released.
+    // Makes a change under the lock and tells the observers after it is released. Whether they are
+    // told is settled under the lock: another thread's load may begin right after.
     template <class Edit>
     void change(ZPropertyChanged_5_1::PropertyChangeType type, char const* stanza,
-                char const* key, Edit edit);
+                char const* key, Edit edit) {
+        bool announce;
+        {
+            ZResourceLock_5_1 hold(lockObject());
+            edit();
+            setModified();
+            announce = !loading_;
+        }
+        if (announce) {
+            notifyObservers(
+                ZPropertyChanged_5_1(ZPropertyChanged_5_1::STANZA, type, stanza, key));
+        }
+    }
     template <class Edit>
-    void changeQuietly(Edit edit);
-    void replaceValue(char const* stanza, char const* key, char const* value, int obfuscated);
+    void changeQuietly(Edit edit) {
+        ZResourceLock_5_1 hold(lockObject());
+        edit();
+        setModified();
+    }
+    void replaceByPlain(char const* stanza, char const* key, char const* value);
 
-    char const* chooseFile(char const* file, ZLCString_5_1& chosen, int line = __builtin_LINE());
+    ZLCString_5_1 chooseFile(char const* file);
     void loadLocked(char const* file);
     void storeLocked(char const* file);
-    void reloadOrRestore(char const* file, long formerTime);
+    void reloadIfNeeded(char const* file, int force);
     char const* fileName() const { return fileName_.getChars(); }
 
     ZLCString_5_1 fileName_;

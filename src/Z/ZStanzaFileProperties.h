@@ -9,6 +9,8 @@
 #ifndef Z_ZSTANZAFILEPROPERTIES_H
 #define Z_ZSTANZAFILEPROPERTIES_H
 
+#include <memory>
+
 #include "ZProperties.h"
 
 // An ordered list of key and value strings, all of one string type. Owns its strings.
@@ -144,6 +146,7 @@ protected:
     void checkComment(ZLCString_5_1& text) override;
 
 private:
+    ZStanzaFileProperties_5_1(std::unique_ptr<ZPCache_5_1> store, int keepLayout);
     void serve(ZStzFileItem_5_1 const& item);
 };
 

@@ -1,0 +1,132 @@
+// ZPKVList: one stanza: its keys in file order, each with its values, and its lines.
+// Subsystem: properties, layer 4. Test: tests/ZPropertiesImpl_test.cpp
+//
+// To the outside a stanza is a key map: key name -> a pair of lists, the plain and the obfuscated
+// values. Inside it keeps nodes (ZPropLine.h) and an index of its own over them; pairs and the list
+// of names are made when somebody asks for them and kept up to date from then on.
+//
+// 1. A key is in the index exactly while it is in the map. Its node is among the lines exactly
+//    when `placed`; a key known only from the database has no line yet.
+// 2. Keys are listed by their sequence number. While nothing speaks against it (inLineOrder()), every
+//    key is placed and the lines have them in that order already.
+// 3. names_, once made, holds the names of all keys in listing order.
+// 4. lastKey_ is the last key line, or null when there is none; unknown after that line was
+//    removed, until somebody needs it (lastKeyKnown_).
+// 5. examples_, once made, holds the hash of every name that a comment of the form "# name = ..."
+//    shows: a new key that is not in it goes behind the last key without a look at the lines.
+#ifndef Z_ZPKVLIST_H
+#define Z_ZPKVLIST_H
+
+#include <cstring>
+#include <memory>
+#include <unordered_set>
+#include <vector>
+
+#include "ZKeyMap.h"
+#include "ZPropLine.h"
+
+class Z_API ZPKVList_5_1 : public ZHashKeyMap_5_1 {
+public:
+    using PropKey = z_5_1::PropKey;
+    using PropLine = z_5_1::PropLine;
+
+    // A stanza by itself.
+    ZPKVList_5_1();
+    // A stanza of a store, which owns the pool; takes the name over.
+    ZPKVList_5_1(z_5_1::PropLinePool& pool, z_5_1::PropText name);
+    // Copies names and values; the copy is a stanza by itself, without comments and blank lines.
+    ZPKVList_5_1(ZPKVList_5_1 const& other);
+    ZPKVList_5_1& operator=(ZPKVList_5_1 const& other);
+    ~ZPKVList_5_1() noexcept override;
+    ZObject_5_1* clone() const override;
+
+    // As a key map of strings. Values are pairs (lists of two lists); putEntry stores a clone, a
+    // replaced key keeps its place in the order, a new one goes to the end.
+    unsigned int size() const override { return count_; }
+    int contains(ZObject_5_1 const* key) const override;
+    ZObject_5_1* getEntry(ZObject_5_1 const* key) const override;
+    void putEntry(ZObject_5_1 const* key, ZObject_5_1 const* value) override;
+    void putAll(ZKeyMap_5_1 const& other) override;
+    void removeEntry(ZObject_5_1 const* key) override;
+    void removeAll() override;
+    void listKeys(ZList_5_1& target) const override;
+    void listObjects(ZList_5_1& target) const override;
+
+    // The key names in listing order, kept up to date until the stanza dies. Owned by the stanza.
+    ZArrayList_5_1* getKeys() const;
+
+    // ---- the store's side ----
+
+    char const* name() const { return name_.chars; }
+    PropKey* find(char const* key, std::size_t length) const;
+    PropKey* find(char const* key) const { return find(key, std::strlen(key)); }
+    // A new key at the end of the order, not placed; takes the name over. It must not be there.
+    PropKey& append(z_5_1::PropText key);
+    void erase(PropKey& key);
+
+    // Give an unplaced key its line: behind all lines, for one that was just read; or where a new
+    // key belongs, at the first blank line below the comment that shows it commented out, else
+    // behind the last key.
+    void placeLast(PropKey& key) { placeAfter(lines_.last(), key, true); }
+    void place(PropKey& key);
+    // A comment or blank line behind the given one, or, for null, under the head.
+    PropLine& addLine(unsigned int type, z_5_1::PropText text, PropLine* after);
+    PropLine* firstLine() const { return lines_.first(); }
+    PropLine* lastLine() const { return lines_.last(); }
+
+    // Calls visit(PropKey&) for every key in listing order.
+    template <class Visit>
+    void forEachKey(Visit visit) const {
+        if (inLineOrder()) {
+            for (PropLine* line = lines_.first(); line; line = line->next) {
+                if (line->type == ZPropLine_5_1::key) visit(static_cast<PropKey&>(*line));
+            }
+        } else {
+            for (PropKey* key : sortedKeys()) visit(*key);
+        }
+    }
+
+    // Neighbours in the file, the store's business.
+    ZPKVList_5_1* previousStanza = nullptr;
+    ZPKVList_5_1* nextStanza = nullptr;
+    bool hasHead = false;
+
+private:
+    bool inLineOrder() const { return unplaced_ == 0 && linesSorted_; }
+    std::vector<PropKey*> sortedKeys() const;
+    std::size_t slotOf(PropKey const& key) const;
+    void grow();
+    void forgetName(PropKey const& key);
+    bool placeBelowExample(PropKey& key);
+    bool isShown(PropKey const& key) const;
+    void noteExample(PropLine const& comment) const;
+    PropLine* lastKey() const;
+    void placeAfter(PropLine* line, PropKey& key, bool isLastKey);
+    void destroyLines() noexcept;
+
+    z_5_1::PropText name_;
+    std::unique_ptr<z_5_1::PropLinePool> ownPool_;
+    z_5_1::PropLinePool* pool_;
+    z_5_1::PropLineList lines_;
+    std::unique_ptr<PropKey*[]> slots_;  // open addressing; a power of two, at most 3/4 full
+    std::uint32_t slotMask_ = 0;         // slots - 1; 0 without slots
+    std::uint32_t count_ = 0;
+    std::uint64_t nextSequence_ = 0;
+    std::uint32_t unplaced_ = 0;  // keys without a line
+    bool linesSorted_ = true;     // the placed keys stand in listing order
+    bool hasComments_ = false;
+    mutable bool lastKeyKnown_ = true;
+    mutable PropLine* lastKey_ = nullptr;
+    mutable std::unique_ptr<ZArrayList_5_1> names_;
+    mutable std::unique_ptr<std::unordered_set<std::uint32_t>> examples_;
+};
+
+namespace z_5_1 {
+
+// Whether `comment`, read without its blanks, begins with `pattern`: "# port = 1" shows "#port=".
+// An empty pattern is in every comment.
+bool isCommentWeWant(char const* pattern, char const* comment);
+
+}  // namespace z_5_1
+
+#endif

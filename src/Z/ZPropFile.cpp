@@ -1,0 +1,168 @@
+// ZPropFile: a configuration file opened, held against others, and rewritten in place.
+// Subsystem: properties, layer 4. Test: tests/ZProperties_test.cpp
+#include "ZPropFile.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "ZException.h"
+#include "zraise.h"
+
+namespace z_5_1 {
+
+namespace {
+
+constexpr char const* unit = "src/Z/ZProperties";
+
+constexpr char const openForReading[] = "fopen(r)";
+constexpr char const openForWriting[] = "fopen(r+)";
+
+// Runs a system call again as long as signals interrupt it.
+template <class Call>
+auto retried(Call call) {
+    decltype(call()) result;
+    do result = call();
+    while (result == -1 && errno == EINTR);
+    return result;
+}
+
+}  // namespace
+
+// ---- one mutex per file ----
+
+// Entries live while somebody uses or waits for them. The table is never destroyed.
+class FileGuard {
+public:
+    // The guard of the file, taken.
+    static FileGuard* take(struct stat const& status);
+    void leave() noexcept;
+
+private:
+    using Key = std::pair<dev_t, ino_t>;
+    struct Table {
+        std::mutex mutex;
+        std::map<Key, FileGuard> guards;
+    };
+    static Table& table() {
+        static auto* only = new Table;
+        return *only;
+    }
+
+    std::mutex mutex_;
+    unsigned int users_ = 0;
+    Key key_;
+};
+
+FileGuard* FileGuard::take(struct stat const& status) {
+    Key const key(status.st_dev, status.st_ino);
+    FileGuard* guard;
+    {
+        std::lock_guard<std::mutex> hold(table().mutex);
+        guard = &table().guards[key];
+        guard->key_ = key;
+        ++guard->users_;
+    }
+    guard->mutex_.lock();
+    return guard;
+}
+
+void FileGuard::leave() noexcept {
+    mutex_.unlock();
+    std::lock_guard<std::mutex> hold(table().mutex);
+    if (--users_ == 0) table().guards.erase(key_);
+}
+
+// ---- cancellation ----
+
+Uncancelled::Uncancelled() {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former_);
+}
+
+Uncancelled::~Uncancelled() {
+    pthread_setcancelstate(former_, nullptr);
+}
+
+// ---- the file ----
+
+PropFile::PropFile(char const* name, Mode mode) : name_(name) {
+    int const flags = mode == reading ? O_RDONLY : O_RDWR | O_CREAT;
+    char const* const api = mode == reading ? openForReading : openForWriting;
+    descriptor_ = retried([=] { return open(name, flags | O_CLOEXEC, 0666); });
+    if (descriptor_ == -1) fail(api, errno);
+    try {
+        struct stat status;
+        if (fstat(descriptor_, &status) != 0) fail(api, errno);
+        guard_ = FileGuard::take(status);
+        stream_ = fdopen(descriptor_, mode == reading ? "r" : "r+");
+        if (!stream_) fail(api, errno);
+        takeRecordLock(mode);
+    } catch (...) {
+        closeAll();
+        throw;
+    }
+}
+
+PropFile::~PropFile() {
+    closeAll();
+}
+
+void PropFile::takeRecordLock(Mode mode) {
+    struct flock lock = {};
+    lock.l_type = mode == reading ? F_RDLCK : F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    if (fcntl(descriptor_, F_SETLK, &lock) == -1) fail("fcntl()", errno);
+}
+
+long PropFile::modificationTime() const {
+    struct stat status;
+    return fstat(descriptor_, &status) == 0 ? static_cast<long>(status.st_mtime) : 0;
+}
+
+void PropFile::replaceContent(char const* text, std::size_t size) {
+    auto const end = static_cast<off_t>(size);
+    if (size != 0) {
+        int const rc =
+            retried([=] { return fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, 0, end); });
+        if (rc == -1 && errno != EOPNOTSUPP && errno != ENOSYS) fail(openForWriting, errno);
+    }
+    for (std::size_t done = 0; done < size;) {
+        ssize_t const written = retried([&] {
+            return pwrite(descriptor_, text + done, size - done, static_cast<off_t>(done));
+        });
+        if (written <= 0) fail(openForWriting, written == 0 ? EIO : errno);
+        done += static_cast<std::size_t>(written);
+    }
+    if (retried([=] { return ftruncate(descriptor_, end); }) == -1) fail(openForWriting, errno);
+}
+
+void PropFile::close() {
+    if (closeAll() != 0) fail(openForWriting, errno);
+}
+
+int PropFile::closeAll() noexcept {
+    int rc = 0;
+    if (stream_) {
+        rc = std::fclose(stream_);
+    } else if (descriptor_ != -1) {
+        rc = ::close(descriptor_);
+    }
+    int const error = errno;
+    stream_ = nullptr;
+    descriptor_ = -1;
+    if (guard_) std::exchange(guard_, nullptr)->leave();
+    errno = error;
+    return rc;
+}
+
+void PropFile::fail(char const* api, int error, int line) const {
+    raise(unit, ZPropertiesIOException_5_1(name_, api, error), line);
+}
+
+}  // namespace z_5_1

@@ -1,0 +1,72 @@
+// ZPropFile: a configuration file opened, held against others, and rewritten in place.
+// Subsystem: properties, layer 4. Test: tests/ZProperties_test.cpp
+//
+// Internal. Two holds keep a file consistent: a POSIX record lock against other processes, and,
+// since record locks do not exclude threads of one process and go with the first descriptor that
+// the process closes, a process-wide mutex per file (device and inode) against other instances.
+//
+// 1. The mutex is taken after the open and left after the close; so no descriptor of a file is
+//    closed while another thread holds its record lock.
+// 2. Waiting for the mutex comes after the instance's lock and before the record lock.
+// 3. While a PropFile exists its thread cannot be cancelled.
+#ifndef Z_ZPROPFILE_H
+#define Z_ZPROPFILE_H
+
+#include <cstddef>
+#include <cstdio>
+
+#include "ZObject.h"
+
+namespace z_5_1 {
+
+class FileGuard;
+
+// Holds off cancellation of the calling thread for a scope.
+class Uncancelled {
+public:
+    Uncancelled();
+    Uncancelled(Uncancelled const&) = delete;
+    Uncancelled& operator=(Uncancelled const&) = delete;
+    ~Uncancelled();
+
+private:
+    int former_;
+};
+
+class PropFile {
+public:
+    enum Mode { reading, writing };
+
+    // Opens `name`, making it for writing, and takes the holds: shared for reading, exclusive for
+    // writing, without waiting for other processes. Throws ZPropertiesIOException_5_1 with
+    // "fopen(r)", "fopen(r+)" or "fcntl()".
+    PropFile(char const* name, Mode mode);
+    PropFile(PropFile const&) = delete;
+    PropFile& operator=(PropFile const&) = delete;
+    ~PropFile();
+
+    // A stream over the file, closed with it.
+    std::FILE* stream() const { return stream_; }
+    // The file's modification time in seconds.
+    long modificationTime() const;
+    // Puts `text` in place of the whole content. The room for it is reserved before anything is
+    // changed. Throws ZPropertiesIOException_5_1 with "fopen(r+)".
+    void replaceContent(char const* text, std::size_t size);
+    // Closes and leaves the holds; throws as replaceContent when the system reports an error.
+    void close();
+
+private:
+    void takeRecordLock(Mode mode);
+    int closeAll() noexcept;
+    [[noreturn]] void fail(char const* api, int error, int line = __builtin_LINE()) const;
+
+    Uncancelled uncancelled_;
+    char const* name_;
+    FileGuard* guard_ = nullptr;
+    std::FILE* stream_ = nullptr;
+    int descriptor_;
+};
+
+}  // namespace z_5_1
+
+#endif

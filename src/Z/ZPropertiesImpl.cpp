@@ -1,0 +1,535 @@
+// ZPropertiesImpl: the store: one configuration file in memory, and the guard of the registry.
+// Subsystem: properties, layer 4. Test: tests/ZPropertiesImpl_test.cpp
+#include "ZPropertiesImpl.h"
+
+#include <pthread.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "ZException.h"
+#include "ZMessage.h"
+#include "zraise.h"
+
+namespace {
+
+constexpr char const* unit = "src/Z/ZPropertiesImpl";
+
+pthread_once_t zpcache_once = PTHREAD_ONCE_INIT;
+pthread_once_t registryOnce = PTHREAD_ONCE_INIT;
+
+z_5_1::PropText copyOf(char const* chars) {
+    return z_5_1::PropText::copyOf(chars, std::strlen(chars));
+}
+
+}  // namespace
+
+// ---- obfuscated items, registry ----
+
+ZObfuscatedItem_5_1::~ZObfuscatedItem_5_1() noexcept = default;
+
+int ZObfuscatedItem_5_1::compare(ZObject_5_1 const& other) const {
+    auto const& item = static_cast<ZObfuscatedItem_5_1 const&>(other);
+    int const order = stanza_.compare(item.stanza_);
+    return order ? order : key_.compare(item.key_);
+}
+
+ZObject_5_1* ZObfuscatedItem_5_1::clone() const {
+    return new ZObfuscatedItem_5_1(*this);
+}
+
+ZLock_5_1* ZPropRegistry_5_1::res_ = nullptr;
+
+ZPropRegistry_5_1::ZPropRegistry_5_1() {
+    pthread_once(&registryOnce, [] {
+        // No exception may leave a once-routine: without memory the lock stays missing.
+        try {
+            res_ = new ZLock_5_1;
+        }
+        Z_CATCH_ALL {}
+    });
+    if (!res_) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
+    res_->lock();
+}
+
+ZPropRegistry_5_1::~ZPropRegistry_5_1() noexcept {
+    try {
+        res_->unlock();
+    } catch (ZException_5_1& e) {
+        ZMessageService_5_1::messageService()->outputException(e);
+    }
+}
+
+// ---- what all stores have ----
+
+ZLCString_5_1* ZPCache_5_1::empty_ = nullptr;
+
+ZPCache_5_1::ZPCache_5_1(std::unique_ptr<Content> empty) : content_(std::move(empty)) {
+    emptyText();
+}
+
+ZPCache_5_1::~ZPCache_5_1() = default;
+ZPCache_5_1::Content::~Content() noexcept(false) {}
+
+void ZPCache_5_1::clear() {
+    takeContent();
+}
+
+std::unique_ptr<ZPCache_5_1::Content> ZPCache_5_1::takeContent() {
+    std::unique_ptr<Content> content = makeContent();
+    content.swap(content_);
+    ++removals_;
+    return content;
+}
+
+void ZPCache_5_1::putContent(std::unique_ptr<Content> content) noexcept {
+    content_ = std::move(content);
+    ++removals_;
+}
+
+ZLCString_5_1 const& ZPCache_5_1::emptyText() {
+    pthread_once(&zpcache_once, [] {
+        try {
+            empty_ = new ZLCString_5_1;
+        }
+        Z_CATCH_ALL {}
+    });
+    if (!empty_) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
+    return *empty_;
+}
+
+void ZPCache_5_1::setAttributes(unsigned long flags, void* data) {
+    attributes_ |= static_cast<std::uint32_t>(flags);
+    attributeData_ = data;
+}
+
+void ZPCache_5_1::makeKey(ZLCString_5_1& out, char const* stanza, char const* key) const {
+    out = stanza;
+    if (key) out.append('.').append(key);
+}
+
+// ---- content ----
+
+ZPCategoryBasedCache_5_1::FileContent::FileContent() : stanzas(10, 1) {}
+
+ZPCategoryBasedCache_5_1::FileContent::~FileContent() noexcept(false) {
+    for (PropLine* line = preamble.first(); line;) {
+        PropLine* next = line->next;
+        pool.give(*line);
+        line = next;
+    }
+}
+
+ZPCategoryBasedCache_5_1::ZPCategoryBasedCache_5_1()
+    : ZPCache_5_1(std::make_unique<FileContent>()) {}
+
+ZPCategoryBasedCache_5_1::~ZPCategoryBasedCache_5_1() = default;
+
+std::unique_ptr<ZPCache_5_1::Content> ZPCategoryBasedCache_5_1::makeContent() const {
+    return std::make_unique<FileContent>();
+}
+
+// ---- finding and making ----
+
+ZPKVList_5_1* ZPCategoryBasedCache_5_1::find(char const* stanza) const {
+    ZLCConstString_5_1 const name(stanza);
+    return static_cast<ZPKVList_5_1*>(content().stanzas.getEntry(&name));
+}
+
+ZPCategoryBasedCache_5_1::PropKey* ZPCategoryBasedCache_5_1::find(char const* stanza,
+                                                                  char const* key) const {
+    ZPKVList_5_1* found = find(stanza);
+    return found ? found->find(key) : nullptr;
+}
+
+ZPKVList_5_1& ZPCategoryBasedCache_5_1::appendStanza(PropText text) {
+    struct Release {
+        PropText* text;
+        ~Release() {
+            if (text) text->release();
+        }
+    } pending{&text};
+    std::unique_ptr<ZPKVList_5_1> stanza(new ZPKVList_5_1(content().pool, text));
+    pending.text = nullptr;
+    // The map's key is a view of the stanza's own name.
+    auto name = std::make_unique<ZLCConstString_5_1>(stanza->name());
+    content().stanzas.putEntryNoCopy(name.get(), stanza.get());
+    name.release();
+    ZPKVList_5_1& added = *stanza.release();
+    added.previousStanza = content().lastStanza;
+    (content().lastStanza ? content().lastStanza->nextStanza : content().firstStanza) = &added;
+    content().lastStanza = &added;
+    return added;
+}
+
+void ZPCategoryBasedCache_5_1::appendLine(unsigned int type, PropText text) {
+    if (ZPKVList_5_1* last = content().lastStanza) {
+        last->addLine(type, text, last->lastLine());
+    } else {
+        content().preamble.pushBack(content().pool.makeLine(type, text));
+    }
+}
+
+void ZPCategoryBasedCache_5_1::makeHead(ZPKVList_5_1& stanza) {
+    if (stanza.hasHead) return;
+    PropLine* blank;
+    if (ZPKVList_5_1* before = stanza.previousStanza) {
+        blank = &before->addLine(ZPropLine_5_1::blank, PropText(), before->lastLine());
+    } else {
+        blank = &content().pool.makeLine(ZPropLine_5_1::blank, PropText());
+        content().preamble.pushBack(*blank);
+    }
+    stanza.hasHead = true;
+}
+
+ZPKVList_5_1& ZPCategoryBasedCache_5_1::stanzaFor(char const* stanza) {
+    ZPKVList_5_1* found = find(stanza);
+    return found ? *found : appendStanza(copyOf(stanza));
+}
+
+ZPKVList_5_1& ZPCategoryBasedCache_5_1::addStanzaLine(char const* stanza) {
+    ZPKVList_5_1& found = stanzaFor(stanza);
+    makeHead(found);
+    return found;
+}
+
+ZPCategoryBasedCache_5_1::PropKey& ZPCategoryBasedCache_5_1::keyFor(ZPKVList_5_1& stanza,
+                                                                    char const* key) {
+    PropKey* found = stanza.find(key);
+    return found ? *found : stanza.append(copyOf(key));
+}
+
+ZObject_5_1* ZPCategoryBasedCache_5_1::createAndGet(char const* stanza, char const* key) {
+    ZPKVList_5_1& found = stanzaFor(stanza);
+    if (!key) return &found;
+    return &keyFor(found, key).lists();
+}
+
+// ---- questions ----
+
+ZArrayList_5_1* ZPCategoryBasedCache_5_1::get(char const* stanza, char const* key,
+                                              get_type_e type) const {
+    PropKey* found = find(stanza, key);
+    if (!found) return nullptr;
+    bool const wantsObfuscated = type == either ? found->count(false) == 0 : type == obfuscated;
+    return &found->list(wantsObfuscated);
+}
+
+char const* ZPCategoryBasedCache_5_1::firstValue(char const* stanza, char const* key) const {
+    PropKey* found = find(stanza, key);
+    return found ? found->firstValue() : nullptr;
+}
+
+void ZPCategoryBasedCache_5_1::copyValues(char const* stanza, char const* key,
+                                          ZArrayList_5_1& out) const {
+    PropKey* found = find(stanza, key);
+    if (!found) return;
+    if (found->values == z_5_1::PropValues::lists) {
+        out.addList(found->list(found->count(false) == 0));
+    } else if (char const* value = found->firstValue()) {
+        ZLCString_5_1 const copy(value);
+        out.add(&copy);
+    }
+}
+
+void ZPCategoryBasedCache_5_1::visitKeys(char const* stanza, KeyVisitor& visitor) const {
+    if (ZPKVList_5_1* found = find(stanza)) {
+        found->forEachKey([&visitor](PropKey& key) { visitor.visit(key.text, key.firstValue()); });
+    }
+}
+
+int ZPCategoryBasedCache_5_1::countValues(char const* stanza, char const* key) const {
+    PropKey* found = find(stanza, key);
+    if (!found) return 0;
+    unsigned int const plainValues = found->count(false);
+    return static_cast<int>(plainValues ? plainValues : found->count(true));
+}
+
+int ZPCategoryBasedCache_5_1::keyCount(char const* stanza) const {
+    ZPKVList_5_1* found = find(stanza);
+    return found ? static_cast<int>(found->size()) : 0;
+}
+
+int ZPCategoryBasedCache_5_1::contains(char const* stanza) const {
+    return find(stanza) != nullptr;
+}
+
+int ZPCategoryBasedCache_5_1::contains(char const* stanza, char const* key) const {
+    return find(stanza, key) != nullptr;
+}
+
+int ZPCategoryBasedCache_5_1::isObfuscated(char const* stanza, char const* key) const {
+    PropKey* found = find(stanza, key);
+    return found && found->isObfuscated();
+}
+
+int ZPCategoryBasedCache_5_1::count() const {
+    return static_cast<int>(content().stanzas.size());
+}
+
+void ZPCategoryBasedCache_5_1::getNames(ZArrayList_5_1& names) const {
+    ZArrayList_5_1 views(content().stanzas.size(), 0);
+    content().stanzas.listKeys(views);
+    for (unsigned int i = 0; i < views.size(); ++i) {
+        ZLCString_5_1 const name(*static_cast<ZLCConstString_5_1*>(views.get(i)));
+        names.add(&name);
+    }
+}
+
+void ZPCategoryBasedCache_5_1::getNames(char const* stanza, ZArrayList_5_1& names) const {
+    ZPKVList_5_1* found = find(stanza);
+    if (!found) return;
+    found->forEachKey([&names](PropKey& key) {
+        ZLCString_5_1 const name(key.text);
+        names.add(&name);
+    });
+}
+
+ZArrayList_5_1* ZPCategoryBasedCache_5_1::getNames(char const* stanza) const {
+    ZPKVList_5_1* found = find(stanza);
+    return found ? found->getKeys() : nullptr;
+}
+
+void ZPCategoryBasedCache_5_1::list(std::FILE* out) const {
+    ZArrayList_5_1 stanzas(content().stanzas.size(), 0);
+    content().stanzas.listObjects(stanzas);
+    for (unsigned int i = 0; i < stanzas.size(); ++i) {
+        auto const& stanza = static_cast<ZPKVList_5_1 const&>(*stanzas.get(i));
+        std::fprintf(out, "\n[%s]\n", stanza.name());
+        stanza.forEachKey([this, out, &stanza](PropKey& key) {
+            ZArrayList_5_1 values(1, 1);
+            copyValues(stanza.name(), key.text, values);
+            for (unsigned int v = 0; v < values.size(); ++v) {
+                auto const& value = static_cast<ZLCString_5_1 const&>(*values.get(v));
+                std::fprintf(out, "%s = %s\n", key.text, value.getChars());
+            }
+            if (values.size() == 0) std::fprintf(out, "%s =\n", key.text);
+        });
+    }
+}
+
+void ZPCategoryBasedCache_5_1::lines(ZArrayList_5_1& records) const {
+    auto append = [&records](unsigned int type, char const* text) {
+        ZPropLine_5_1 const record(type, text);
+        records.add(&record);
+    };
+    auto appendAll = [&append](PropLine const* line) {
+        for (; line; line = line->next) append(line->type, line->text);
+    };
+    appendAll(content().preamble.first());
+    for (ZPKVList_5_1* stanza = content().firstStanza; stanza; stanza = stanza->nextStanza) {
+        if (stanza->hasHead) append(ZPropLine_5_1::head, stanza->name());
+        appendAll(stanza->firstLine());
+    }
+}
+
+// ---- values ----
+
+void ZPCategoryBasedCache_5_1::forgetItem(char const* stanza, char const* key) {
+    ZObfuscatedItem_5_1 const item(stanza, key);
+    content_->obfuscatedItems.remove(&item);
+}
+
+void ZPCategoryBasedCache_5_1::setValue(ZPKVList_5_1& stanza, PropKey& key, char const* value,
+                                        int obfuscated) {
+    if (!value) value = "";
+    bool const hadObfuscated = key.count(true) != 0;
+    if (obfuscated) {
+        key.setObfuscated(value);
+    } else {
+        key.setPlain(value, std::strlen(value));
+    }
+    if (hadObfuscated) forgetItem(stanza.name(), key.text);
+    if (obfuscated && *value) {
+        ZObfuscatedItem_5_1 const item(stanza.name(), key.text);
+        content_->obfuscatedItems.add(&item);
+    }
+}
+
+void ZPCategoryBasedCache_5_1::set(char const* stanza, char const* key, char const* value) {
+    ZPKVList_5_1& found = stanzaFor(stanza);
+    setValue(found, keyFor(found, key), value, 0);
+}
+
+void ZPCategoryBasedCache_5_1::setObfuscated(char const* stanza, char const* key,
+                                             char const* value) {
+    ZPKVList_5_1& found = stanzaFor(stanza);
+    setValue(found, keyFor(found, key), value, 1);
+}
+
+void ZPCategoryBasedCache_5_1::add(char const* stanza, char const* key, char const* value,
+                                   int obfuscated) {
+    ZPKVList_5_1& found = stanzaFor(stanza);
+    PropKey& target = keyFor(found, key);
+    if (!value || !*value) return;
+    if (!obfuscated) {
+        target.addPlain(copyOf(value));
+        return;
+    }
+    ZLCString_5_1 const text(value);
+    if (target.count(true) == 0) {
+        ZObfuscatedItem_5_1 const item(stanza, key);
+        content_->obfuscatedItems.add(&item);
+    }
+    target.list(true).add(&text);
+}
+
+void ZPCategoryBasedCache_5_1::erase(ZPKVList_5_1& stanza, PropKey& key) {
+    if (key.count(true)) forgetItem(stanza.name(), key.text);
+    ++removals_;
+    stanza.erase(key);
+}
+
+void ZPCategoryBasedCache_5_1::remove(char const* stanza, char const* key) {
+    delLine(stanza, key);
+}
+
+void ZPCategoryBasedCache_5_1::delLine(char const* stanza, char const* key) {
+    ZPKVList_5_1* found = find(stanza);
+    PropKey* target = found ? found->find(key) : nullptr;
+    if (target) erase(*found, *target);
+}
+
+// ---- lines ----
+
+void ZPCategoryBasedCache_5_1::addLine(char const* stanza, char const* key, char const* value,
+                                       int obfuscated) {
+    ZPKVList_5_1& found = addStanzaLine(stanza);
+    if (!key) return;
+    PropKey& target = keyFor(found, key);
+    setValue(found, target, value, obfuscated);
+    // A key that came from the database has no line yet; without one a plain value would be lost.
+    if (!target.placed) found.place(target);
+}
+
+void ZPCategoryBasedCache_5_1::delStanzaLine(char const* stanza) {
+    ZPKVList_5_1* found = find(stanza);
+    if (!found) return;
+    found->forEachKey([this, found](PropKey& key) {
+        if (key.count(true)) forgetItem(found->name(), key.text);
+    });
+    ++removals_;
+    ZPKVList_5_1* const previous = found->previousStanza;
+    ZPKVList_5_1* const next = found->nextStanza;
+    (previous ? previous->nextStanza : content().firstStanza) = next;
+    (next ? next->previousStanza : content().lastStanza) = previous;
+    ZLCConstString_5_1 const name(stanza);
+    content().stanzas.removeEntry(&name);
+}
+
+void ZPCategoryBasedCache_5_1::addFileComment(char const* text) {
+    z_5_1::PropLineList& preamble = content().preamble;
+    PropLine* blank = preamble.first();
+    while (blank && blank->type != ZPropLine_5_1::blank) blank = blank->next;
+    PropLine& comment = content().pool.makeLine(ZPropLine_5_1::comment, copyOf(text));
+    if (blank) {
+        preamble.insertBefore(*blank, comment);
+    } else {
+        preamble.insertAfter(nullptr, comment);
+        preamble.insertAfter(&comment,
+                             content().pool.makeLine(ZPropLine_5_1::blank, PropText()));
+    }
+}
+
+void ZPCategoryBasedCache_5_1::addStanzaComment(char const* stanza, char const* text) {
+    ZPKVList_5_1& found = addStanzaLine(stanza);
+    PropLine* last = nullptr;  // of the comments under the head
+    PropLine* following = found.firstLine();
+    while (following && following->type == ZPropLine_5_1::comment) {
+        last = following;
+        following = following->next;
+    }
+    bool const needsBlank =
+        following ? following->type != ZPropLine_5_1::blank : found.nextStanza != nullptr;
+    PropLine& comment = found.addLine(ZPropLine_5_1::comment, copyOf(text), last);
+    if (needsBlank) found.addLine(ZPropLine_5_1::blank, PropText(), &comment);
+}
+
+void ZPCategoryBasedCache_5_1::addLineComment(char const* stanza, char const* key,
+                                              char const* text) {
+    if (!contains(stanza, key)) addLine(stanza, key, nullptr, 0);
+    ZPKVList_5_1& found = *find(stanza);
+    PropKey& target = *found.find(key);
+    if (!target.placed) return;  // no line to stand above
+    PropText comment = copyOf(text);
+    PropLine* above = target.previous;
+    if (!above || above->type == ZPropLine_5_1::key) {
+        above = &found.addLine(ZPropLine_5_1::blank, PropText(), above);
+    }
+    found.addLine(ZPropLine_5_1::comment, comment, above);
+}
+
+// ---- the one-name forms ----
+
+void ZPCategoryBasedCache_5_1::validateKey(char const* name, ZLCString_5_1& stanza,
+                                           ZLCString_5_1& key) {
+    char const* dot = name ? std::strchr(name, '.') : nullptr;
+    if (!dot) z_5_1::raise(unit, ZInvalidParameterException_5_1());
+    stanza = name;
+    key = dot;
+}
+
+namespace {
+
+struct SplitName {
+    explicit SplitName(char const* name) {
+        ZPCategoryBasedCache_5_1::validateKey(name, stanzaText, keyText);
+    }
+    char const* stanza() const { return stanzaText.getChars(); }
+    char const* key() const { return keyText.getChars(); }
+
+    ZLCString_5_1 stanzaText;
+    ZLCString_5_1 keyText;
+};
+
+}  // namespace
+
+ZArrayList_5_1* ZPCategoryBasedCache_5_1::get(char const* name, get_type_e type) const {
+    SplitName const split(name);
+    return get(split.stanza(), split.key(), type);
+}
+
+void ZPCategoryBasedCache_5_1::add(char const* name, char const* value, int obfuscated) {
+    SplitName const split(name);
+    add(split.stanza(), split.key(), value, obfuscated);
+}
+
+void ZPCategoryBasedCache_5_1::set(char const* name, char const* value) {
+    SplitName const split(name);
+    set(split.stanza(), split.key(), value);
+}
+
+void ZPCategoryBasedCache_5_1::setObfuscated(char const* name, char const* value) {
+    SplitName const split(name);
+    setObfuscated(split.stanza(), split.key(), value);
+}
+
+void ZPCategoryBasedCache_5_1::remove(char const* name) {
+    SplitName const split(name);
+    remove(split.stanza(), split.key());
+}
+
+int ZPCategoryBasedCache_5_1::countValues(char const* name) const {
+    SplitName const split(name);
+    return countValues(split.stanza(), split.key());
+}
+
+int ZPCategoryBasedCache_5_1::isObfuscated(char const* name) const {
+    SplitName const split(name);
+    return isObfuscated(split.stanza(), split.key());
+}
+
+void ZPCategoryBasedCache_5_1::delLine(char const* name) {
+    SplitName const split(name);
+    delLine(split.stanza(), split.key());
+}
+
+void ZPCategoryBasedCache_5_1::addLine(char const* name, char const* value, int obfuscated) {
+    SplitName const split(name);
+    addLine(split.stanza(), split.key(), value, obfuscated);
+}
+
+void ZPCategoryBasedCache_5_1::addLineComment(char const* name, char const* text) {
+    SplitName const split(name);
+    addLineComment(split.stanza(), split.key(), text);
+}
