@@ -230,30 +230,33 @@ std::size_t heapInUse() {
 // Prints the heap that a loaded file holds, the heap it holds after every value was read once, and
 // the seconds that the load took.
 template <class File>
-void measureHeap(std::string const& path, SampleFile const* namesOf) {
+void measureHeap(SampleFile const& sample) {
     File first;  // makes what is made once in a process
-    auto file = std::make_unique<File>();
     std::size_t before = heapInUse();
     auto start = std::chrono::steady_clock::now();
-    file->load(path);
+    auto file = std::make_unique<File>();
+    file->load(sample.path);
     std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
     std::size_t afterLoad = heapInUse() - before;
-    std::size_t textLength = 0;
-    for (Name const& name : namesOf->all)
-        textLength += std::strlen(file->text(name.stanza, name.key));
-    DoNotOptimize(textLength);
+    std::size_t length = 0;
+    for (Name const& name : sample.all) length += std::strlen(file->text(name.stanza, name.key));
+    DoNotOptimize(length);
     std::printf("%zu %zu %.9f\n", afterLoad, heapInUse() - before, taken.count());
 }
 
-// In a process of its own, so that no allocator's reserve of an earlier run hides a part. The time
-// is that of the first load in that process.
-template <class File>
-void heap(State& state, SampleFile const& sample) {
+std::string ownProgram() {
     std::string program(PATH_MAX, '\0');
     ssize_t length = readlink("/proc/self/exe", program.data(), program.size());
     require(length > 0, "readlink");
     program.resize(static_cast<std::size_t>(length));
-    std::string command = "'" + program + "' --heap " + File::who;
+    return program;
+}
+
+// In a process of its own, so that nothing an earlier run left behind hides a part. The time is
+// that of the first load in that process.
+template <class File>
+void heap(State& state, SampleFile const& sample) {
+    std::string command = "'" + ownProgram() + "' --heap " + File::who + ' ' + sample.size;
     std::size_t afterLoad = 0;
     std::size_t afterReading = 0;
     for (auto _ : state) {
@@ -268,14 +271,12 @@ void heap(State& state, SampleFile const& sample) {
     state.counters["bytes_per_key_once_read"] = static_cast<double>(afterReading) / sample.keyCount;
 }
 
-SampleFile const& heapSample() {
-    return sampleFiles()[2];
-}
-
 template <class File>
-bool answersHeap(std::string const& who) {
+bool answersHeap(std::string const& who, std::string const& size) {
     if (who != File::who) return false;
-    measureHeap<File>(heapSample().path, &heapSample());
+    for (SampleFile const& sample : sampleFiles()) {
+        if (sample.size == size) measureHeap<File>(sample);
+    }
     return true;
 }
 
@@ -308,6 +309,7 @@ void addAll(SampleFile const& sample) {
     addWork("get/boolean", who, sample, getBoolean<File>);
     addWork("get/missing", who, sample, getMissing<File>);
     bool hasCheck = std::is_same_v<File, ZFile>;
+    addWork("heap/first_load", who, sample, heap<File>)->UseManualTime()->Iterations(1);
     addWork("reload/unchanged", hasCheck ? "Z_reopened" : who, sample, reopen<File>);
     if constexpr (changes<File>) {
         addWork("set/existing", who, sample, setExisting<File>);
@@ -336,25 +338,18 @@ void addAll() {
         addWork("reload/unchanged", "Z", sample, check);
         addWork("reload/unchanged", "stat", sample, onlyStat);
     }
-    auto once = [](char const* who, Work* body) {
-        addWork("heap/first_load", who, heapSample(), body)->UseManualTime()->Iterations(1);
-    };
-    once(ZFile::who, heap<ZFile>);
-    once(GKeyFileFile::who, heap<GKeyFileFile>);
-    once(InihFile::who, heap<InihFile>);
-    once(SimpleIniFile::who, heap<SimpleIniFile>);
-    once(PropertyTreeFile::who, heap<PropertyTreeFile>);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     bench::prepare();
-    if (argc == 3 && std::strcmp(argv[1], "--heap") == 0) {
+    if (argc == 4 && std::strcmp(argv[1], "--heap") == 0) {
         std::string who = argv[2];
-        bool known = answersHeap<ZFile>(who) || answersHeap<GKeyFileFile>(who) ||
-                     answersHeap<InihFile>(who) || answersHeap<SimpleIniFile>(who) ||
-                     answersHeap<PropertyTreeFile>(who);
+        std::string size = argv[3];
+        bool known = answersHeap<ZFile>(who, size) || answersHeap<GKeyFileFile>(who, size) ||
+                     answersHeap<InihFile>(who, size) || answersHeap<SimpleIniFile>(who, size) ||
+                     answersHeap<PropertyTreeFile>(who, size);
         return known ? 0 : 1;
     }
     addAll();
