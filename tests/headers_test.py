@@ -1,11 +1,13 @@
 """Compiles every header of the library alone, twice included, with all warnings as errors.
 
 A header whose first line is a C comment is one for C callers and is compiled as C89 and C11 too.
+Z.h has to include every other public C++ header.
 Usage: headers_test.py C-COMPILER C++-COMPILER [FLAG...]
 """
 import concurrent.futures
 import os
 import pathlib
+import re
 import subprocess
 import sys
 
@@ -24,6 +26,15 @@ def compile_alone(job):
     return f"{name} with {compiler[0]} {' '.join(options)}:\n{run.stderr}" if run.returncode else ""
 
 
+def missing_in_umbrella(headers):
+    lists = (ROOT / "src/Z/CMakeLists.txt").read_text()
+    internal = re.search(r"set\(Z_INTERNAL_HEADERS ([^)]*)\)", lists)[1].split()
+    included = re.findall(r'#include "(\w+\.h)"', (ROOT / "src/Z/Z.h").read_text())
+    public = {header.name for header in headers if not header.read_text().startswith("/*")}
+    return [f"src/Z/Z.h does not include {name}"
+            for name in sorted(public - {*internal, *included, "Z.h"})]
+
+
 def main():
     cc, cxx, flags = sys.argv[1], sys.argv[2], sys.argv[3:]
     headers = sorted(ROOT.glob("src/Z/*.h")) + sorted(ROOT.glob("src/tis/tis.h"))
@@ -32,6 +43,7 @@ def main():
              if header.read_text().startswith("/*") for options in C]
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         faults = [fault for fault in pool.map(compile_alone, jobs) if fault]
+    faults += missing_in_umbrella(headers)
     print("\n".join(faults) or f"{len(headers)} headers, {len(jobs)} compilations: all stand alone")
     return 1 if faults or not headers else 0
 
