@@ -44,7 +44,8 @@ def read(files):
     times = collections.defaultdict(dict)
     counters = collections.defaultdict(dict)
     for file in files:
-        for run in json.loads(pathlib.Path(file).read_text())["benchmarks"]:
+        text = pathlib.Path(file).read_text()
+        for run in json.loads(text)["benchmarks"] if text.strip() else []:  # empty: none matched
             name = run["run_name"]
             if run.get("error_occurred"):
                 sys.exit(f"{name}: {run['error_message']}")
