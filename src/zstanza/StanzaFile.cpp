@@ -112,7 +112,6 @@ void StanzaFile::load() {
     }
     // A load that met a busy file has read nothing, so it can be done again.
     waitFor([this] { content_.load(name_.c_str()); });
-    namesDatabase_ = content_.exists("configuration-database", "file") != 0;
 }
 
 void StanzaFile::store() {
@@ -139,11 +138,6 @@ void StanzaFile::require(std::string const& stanza, std::string const& key) cons
 // line there begins with "[" only if it is a stanza's head, and ends after the name.
 std::vector<std::string> StanzaFile::stanzas() {
     std::vector<std::string> names;
-    if (namesDatabase_) {
-        ZArrayList_5_1 listed(100, 1);
-        content_.keyNames(listed);
-        return texts(listed);
-    }
     std::istringstream lines(text());
     for (std::string line; std::getline(lines, line);) {
         if (!line.empty() && line[0] == '[') names.push_back(line.substr(1, line.size() - 2));
@@ -165,10 +159,6 @@ std::vector<std::string> StanzaFile::values(std::string const& stanza,
 }
 
 std::string StanzaFile::text() {
-    if (namesDatabase_) {
-        throw Failure(inaccessible, name_,
-                      "names a configuration database, its text cannot be shown");
-    }
     Scratch scratch;
     content_.store(scratch.name());
     return scratch.content();

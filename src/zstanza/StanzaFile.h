@@ -28,13 +28,12 @@ public:
     void require(std::string const& stanza) const;
     void require(std::string const& stanza, std::string const& key) const;
 
-    // In the order of the file; that of the library when the file names a configuration database.
+    // Stanzas and keys in the order of the file.
     std::vector<std::string> stanzas();
     std::vector<std::string> keys(std::string const& stanza) const;
     std::vector<std::string> values(std::string const& stanza, std::string const& key) const;
 
-    // What store() would write. A file that names a configuration database is a Failure: showing
-    // its text would write the database.
+    // What store() would write.
     std::string text();
 
 private:
@@ -44,7 +43,6 @@ private:
     std::string name_;
     Patience& patience_;
     ZStanzaFileProperties_5_1 content_{1};
-    bool namesDatabase_ = false;
 };
 
 }  // namespace zstanza
