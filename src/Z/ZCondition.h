@@ -81,9 +81,11 @@ public:
 private:
     ZCondition_5_1(ZLock_5_1* lock, int ownsLock);
 
+    int sleepUntil(timespec const& absTime);
+
     ZLock_5_1* lock_;
     int ownsLock_;
-    int reserved_;
+    [[maybe_unused]] int reserved_;  // always 0
     pthread_cond_t* cond_;
 };
 

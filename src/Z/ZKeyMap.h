@@ -3,11 +3,16 @@
 #ifndef Z_ZKEYMAP_H
 #define Z_ZKEYMAP_H
 
+#include <array>
 #include <cstdint>
 
 #include "ZList.h"
 #include "ZMap.h"
 #include "ZObject.h"
+
+namespace z_5_1 {
+class KeyBucket;
+}
 
 // What any key map offers. An absent key is never an error: lookups give null or 0, removals do
 // nothing. The key asked about is the receiver of equals(). A null key is a key like any other.
@@ -77,6 +82,7 @@ public:
 
 private:
     friend class ZHashKeyMap_5_1;
+    friend class z_5_1::KeyBucket;
 
     ZObject_5_1* key_;
     ZObject_5_1* value_;
@@ -112,10 +118,15 @@ public:
     void listObjects(ZList_5_1& target) const override;
 
     // putEntry() without the copies: the map stores the two pointers, and an owning map deletes
-    // them as it would its own clones. When this throws, they are still the caller's.
+    // them as it would its own clones. When memory runs out they are still the caller's.
     void putEntryNoCopy(ZObject_5_1* key, ZObject_5_1* value);
 
 private:
+    struct Place;
+    using Pair = std::array<ZObject_5_1*, 2>;
+
+    Pair store(ZObject_5_1* key, ZObject_5_1* value);
+
     ZHashMap_5_1 entries_;
     int ownsMembers_;
 };

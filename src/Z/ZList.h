@@ -142,6 +142,7 @@ protected:
     int ownsMembers_;
 
 private:
+    void store(unsigned int index, ZObject_5_1 const* object);
     void grow();
 };
 

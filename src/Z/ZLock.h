@@ -49,6 +49,11 @@ private:
     // Sets the lock free for a wait, checks who holds it.
     friend class ZCondition_5_1;
 
+    // Around a wait: the lock reads as free and gets its depth back.
+    int giveUpForWait();
+    void takeBackAfterWait(int depth);
+    bool heldByCaller() const;
+
     pthread_mutex_t* mutex_;
 
     // Every thread may look whether it is the owner itself; only the owner writes. All bits set

@@ -1,0 +1,127 @@
+// ZLock: recursive mutex that knows its owner, and the guard that holds it for a scope.
+// Subsystem: concurrency, layer 2. Test: tests/ZLock_test.cpp
+//
+// 1. The owner cell holds a thread exactly while that thread holds the mutex (a wait on a condition
+//    excepted, which empties it before the mutex is given up).
+// 2. Only a thread itself ever writes its own identifier there, and it clears it before it leaves.
+//    So a thread that reads its own identifier is the owner, whatever the others do meanwhile, and
+//    relaxed atomic access is enough.
+// 3. The count is read and written by the owner alone.
+#include "ZLock.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <new>
+
+#include "ZException.h"
+#include "zraise.h"
+#include "zreport.h"
+
+#ifdef __ILP32__
+static_assert(sizeof(ZLock_5_1) == 20, "the record is fixed on 32 bits");
+#endif
+
+namespace {
+
+constexpr char const* unit = "src/Z/ZLock";
+constexpr int createFailed = 3;
+constexpr int destroyFailed = 4;
+constexpr int lockFailed = 5;
+constexpr int unlockFailed = 6;
+
+constexpr pthread_t nobody = static_cast<pthread_t>(-1);
+
+// The mutex comes first: its address is the block's.
+struct Cells {
+    pthread_mutex_t mutex;
+    std::atomic<pthread_t> owner{nobody};
+};
+static_assert(offsetof(Cells, mutex) == 0, "the block is found again by its mutex");
+
+Cells* cellsOf(pthread_mutex_t* mutex) {
+    return reinterpret_cast<Cells*>(mutex);
+}
+
+}  // namespace
+
+ZLockInterface_5_1::~ZLockInterface_5_1() noexcept(false) {}
+
+ZLock_5_1::ZLock_5_1() : count_(0) {
+    auto cells = std::make_unique<Cells>();
+    z_5_1::check<ZCreateResourceException_5_1>(unit, createFailed,
+                                               pthread_mutex_init(&cells->mutex, nullptr));
+    owner_ = &cells->owner;
+    mutex_ = &cells.release()->mutex;
+}
+
+ZLock_5_1::ZLock_5_1(ZLock_5_1 const&) : ZLock_5_1() {}
+
+ZLock_5_1& ZLock_5_1::operator=(ZLock_5_1 const&) {
+    return *this;
+}
+
+ZLock_5_1::~ZLock_5_1() noexcept {
+    int const rc = pthread_mutex_destroy(mutex_);
+    if (rc != 0) z_5_1::quietly(unit, [rc] { z_5_1::reportNumber(unit, destroyFailed, rc); });
+    delete cellsOf(mutex_);
+}
+
+int ZLock_5_1::lock() {
+    pthread_t const self = pthread_self();
+    if (owner_->load(std::memory_order_relaxed) == self) {
+        if (count_ == std::numeric_limits<int>::max()) {
+            z_5_1::raise(unit, ZLockResourceException_5_1(lockFailed, EAGAIN));
+        }
+        ++count_;
+        return 0;
+    }
+    z_5_1::check<ZLockResourceException_5_1>(unit, lockFailed, pthread_mutex_lock(mutex_));
+    owner_->store(self, std::memory_order_relaxed);
+    count_ = 1;
+    return 0;
+}
+
+int ZLock_5_1::unlock() {
+    pthread_t const self = pthread_self();
+    if (owner_->load(std::memory_order_relaxed) != self || count_ <= 0) {
+        z_5_1::raise(unit, ZUnlockResourceException_5_1(unlockFailed, 0));
+    }
+    if (count_ > 1) {
+        --count_;
+        return 0;
+    }
+    count_ = 0;
+    owner_->store(nobody, std::memory_order_relaxed);
+    if (int const rc = pthread_mutex_unlock(mutex_)) {
+        owner_->store(self, std::memory_order_relaxed);
+        count_ = 1;
+        z_5_1::raise(unit, ZUnlockResourceException_5_1(unlockFailed, rc));
+    }
+    return 0;
+}
+
+int ZLock_5_1::giveUpForWait() {
+    int const depth = count_;
+    count_ = 0;
+    owner_->store(nobody, std::memory_order_relaxed);
+    return depth;
+}
+
+void ZLock_5_1::takeBackAfterWait(int depth) {
+    owner_->store(pthread_self(), std::memory_order_relaxed);
+    count_ = depth;
+}
+
+bool ZLock_5_1::heldByCaller() const {
+    return pthread_equal(owner_->load(std::memory_order_relaxed), pthread_self()) && count_ > 0;
+}
+
+ZResourceLock_5_1::ZResourceLock_5_1(ZLock_5_1& lock) : lock_(lock) {
+    lock_.lock();
+}
+
+ZResourceLock_5_1::~ZResourceLock_5_1() noexcept {
+    z_5_1::quietly(unit, [this] { lock_.unlock(); });
+}

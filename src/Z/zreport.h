@@ -1,0 +1,60 @@
+// zreport: reports through the message service from places that may not throw.
+// Subsystem: concurrency, layer 2. Test: tests/ZLock_test.cpp
+#ifndef Z_ZREPORT_H
+#define Z_ZREPORT_H
+
+#include <pthread.h>
+
+#include "ZException.h"
+#include "ZLCString.h"
+#include "ZMessage.h"
+#include "zraise.h"
+
+namespace z_5_1 {
+
+// While it lives, the thread is not cancelled: writing a report is a cancellation point.
+class NotCancelled {
+public:
+    NotCancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+    NotCancelled(NotCancelled const&) = delete;
+    NotCancelled& operator=(NotCancelled const&) = delete;
+    ~NotCancelled() { pthread_setcancelstate(before_, nullptr); }
+
+private:
+    int before_ = 0;
+};
+
+// Writes the message code with the number `rc` as its insert.
+inline void reportNumber(char const* unit, int code, int rc, int line = __builtin_LINE()) {
+    NotCancelled const whole;
+    ZLCString_5_1 const number(rc);
+    ZMessageService_5_1::messageService()->outputMessage(unit, line, code, 1, &number);
+}
+
+// Writes and throws: for failures that go into the log whether or not the caller catches them.
+template <class Exception>
+void checkAndReport(char const* unit, int code, int rc, int line = __builtin_LINE()) {
+    if (rc == 0) return;
+    reportNumber(unit, code, rc, line);
+    check<Exception>(unit, code, rc, line);
+}
+
+// Runs `body`, which may throw, where nothing may be thrown: what it throws is written instead.
+template <class Body>
+void quietly(char const* unit, Body const& body, int line = __builtin_LINE()) {
+    constexpr int unknownException = 19;
+    try {
+        body();
+    } catch (ZException_5_1& exception) {
+        NotCancelled const whole;
+        ZMessageService_5_1::messageService()->outputException(exception);
+    }
+    Z_CATCH_ALL {
+        NotCancelled const whole;
+        ZMessageService_5_1::messageService()->outputMessage(unit, line, unknownException, 0);
+    }
+}
+
+}  // namespace z_5_1
+
+#endif
