@@ -160,7 +160,7 @@ TEST_F(ZStanza, ChangesAndKeepsTheRest) {
              {"add f -- -t -k --", "# top\n# --x\n\n[s]\n#b = 0\n\n#why\na =\n\n[-t]\n-k = --\n"},
              {"comment f s --text=' c'",
               "# top\n# --x\n\n[s]\n#b = 0\n# c\n\n#why\na =\n\n[-t]\n-k = --\n"},
-             {"unset f s", "# top\n# --x\n\n\n[-t]\n-k = --\n"},
+             {"unset f s", "# top\n# --x\n\n[-t]\n-k = --\n"},
          }) {
         SCOPED_TRACE(step.arguments);
         std::string before = read("f");
