@@ -44,6 +44,11 @@ unsigned int checked(unsigned long long bytes) {
     return static_cast<unsigned int>(bytes);
 }
 
+// A fifth of what is required and one half, rounded up.
+unsigned long long headroom(unsigned long long required) {
+    return (2 * required + 5) / 10 + 1;
+}
+
 bool liesIn(char const* p, char const* begin, std::size_t bytes) {
     return reinterpret_cast<std::uintptr_t>(p) - reinterpret_cast<std::uintptr_t>(begin) <= bytes;
 }
@@ -64,6 +69,31 @@ private:
     char const* text_;
     Block copy_;
 };
+
+template <std::size_t piece>
+void copyEnds(char* to, char const* from, std::size_t bytes) {
+    char first[piece];
+    char last[piece];
+    std::memcpy(first, from, piece);
+    std::memcpy(last, from + bytes - piece, piece);
+    std::memcpy(to, first, piece);
+    std::memcpy(to + bytes - piece, last, piece);
+}
+
+// Up to 32 bytes in two overlapping pieces, which costs less than a call.
+void copyShort(char* to, char const* from, std::size_t bytes) {
+    if (bytes > 32) {
+        std::memcpy(to, from, bytes);
+    } else if (bytes >= 16) {
+        copyEnds<16>(to, from, bytes);
+    } else if (bytes >= 8) {
+        copyEnds<8>(to, from, bytes);
+    } else if (bytes >= 4) {
+        copyEnds<4>(to, from, bytes);
+    } else {
+        for (std::size_t i = 0; i < bytes; ++i) to[i] = from[i];
+    }
+}
 
 // A number as printf's "%d", "%u", "%ld" or "%lu" would write it.
 class Decimal {
@@ -135,11 +165,12 @@ ZAbstractMutableString_5_1::ZAbstractMutableString_5_1(char const* text, unsigne
     bump(checked(bytes + 1ULL), 0);
     std::memcpy(buffer_, text, bytes);
     setEnd(bytes);
+    noteNul();
 }
 
 ZAbstractMutableString_5_1::ZAbstractMutableString_5_1(char c) {
     startEmpty();
-    startWith(&c, 1);
+    append(&c, 1);
 }
 
 ZAbstractMutableString_5_1::ZAbstractMutableString_5_1(int number) {
@@ -181,10 +212,10 @@ unsigned int ZAbstractMutableString_5_1::setCapacity(unsigned int bytes) {
 char* ZAbstractMutableString_5_1::bump(unsigned int required, int exact) {
     unsigned long long capacity = std::max(capacity_, required);
     if (capacity <= defaultLength) return buffer_;
-    if (!exact) capacity += (2ULL * required + 5) / 10 + 1;
+    if (!exact) capacity += headroom(required);
     if (capacity > room()) {
         capacity_ = checked(capacity);
-        reallocate();
+        reallocate(exact != 0);
     }
     return buffer_;
 }
@@ -196,26 +227,53 @@ void ZAbstractMutableString_5_1::makeRoom(unsigned long long bytes) {
     if (required > capacity_) {
         bump(required, 0);
     } else {
-        reallocate();
+        reallocate(true);
     }
 }
 
-// A block of the size that capacity_ says.
-void ZAbstractMutableString_5_1::reallocate() {
-    std::size_t const bytes = static_cast<std::size_t>(capacity_) + 1;
-    if (bytes == 0) raiseOutOfMemory();
+// Lets capacity_ bytes be filled. A block that grows, other than to an exact size, will grow again:
+// it gets half of its size more at least.
+void ZAbstractMutableString_5_1::reallocate(bool exact) {
     bool const wasInline = buffer_ == inline_;
-    void* block = wasInline ? std::malloc(bytes) : std::realloc(buffer_, bytes);
-    if (block == nullptr) raiseOutOfMemory();
-    if (wasInline) std::memcpy(block, inline_, sizeof inline_);
-    buffer_ = static_cast<char*>(block);
-    std::memcpy(inline_, &capacity_, sizeof capacity_);
+    unsigned int block = wasInline ? 0 : heap().block;
+    if (capacity_ > block) {
+        unsigned long long const grown = exact ? 0 : block + block / 2ULL;
+        block = static_cast<unsigned int>(
+            std::min<unsigned long long>(std::max<unsigned long long>(capacity_, grown), UINT_MAX));
+        std::size_t const bytes = static_cast<std::size_t>(block) + 1;
+        if (bytes == 0) raiseOutOfMemory();
+        void* memory = wasInline ? std::malloc(bytes) : std::realloc(buffer_, bytes);
+        if (memory == nullptr) raiseOutOfMemory();
+        if (wasInline) {
+            std::memcpy(memory, inline_, sizeof inline_);
+            if (length_ == defaultLength) inline_[markAt] = 1;
+        }
+        buffer_ = static_cast<char*>(memory);
+    }
+    setHeap(capacity_, block);
 }
 
+void ZAbstractMutableString_5_1::startWith(char const* text, std::size_t bytes) {
+    if (__builtin_expect(bytes > defaultLength, 0)) {
+        startOnHeap(text, bytes);
+        return;
+    }
+    copyShort(inline_, text, bytes);
+    finish(static_cast<unsigned int>(bytes));
+}
+
+// As makeRoom() and a copy, for an empty string in the inline store.
 void ZAbstractMutableString_5_1::startOnHeap(char const* text, std::size_t bytes) {
-    makeRoom(bytes);
-    std::memcpy(buffer_, text, bytes);
-    setEnd(static_cast<unsigned int>(bytes));
+    unsigned long long const capacity = bytes + headroom(bytes);
+    capacity_ = checked(capacity);
+    std::size_t const blockBytes = static_cast<std::size_t>(capacity) + 1;
+    char* memory = blockBytes == 0 ? nullptr : static_cast<char*>(std::malloc(blockBytes));
+    if (memory == nullptr) raiseOutOfMemory();
+    buffer_ = memory;
+    setHeap(capacity_, capacity_);
+    std::memcpy(memory, text, bytes);
+    memory[bytes] = '\0';
+    length_ = static_cast<unsigned int>(bytes);
 }
 
 bool ZAbstractMutableString_5_1::ownsChars(char const* text) const {
@@ -229,11 +287,11 @@ ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::assignText(char const* t
     if (ownsChars(text)) {
         std::memmove(buffer_, text, bytes);
     } else {
-        setEnd(0);
+        finish(0);
         if (bytes > room()) makeRoom(bytes);
         std::memcpy(buffer_, text, bytes);
     }
-    setEnd(static_cast<unsigned int>(bytes));
+    finish(static_cast<unsigned int>(bytes));
     return *this;
 }
 
@@ -248,6 +306,14 @@ ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::appendText(char const* t
     }
     std::memmove(buffer_ + length_, text, bytes);
     setEnd(static_cast<unsigned int>(total));
+    return *this;
+}
+
+ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::append(char const* text,
+                                                               unsigned int bytes) {
+    if (text == nullptr) return *this;
+    appendText(text, bytes);
+    noteNul();
     return *this;
 }
 
@@ -283,6 +349,7 @@ ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::convertFromCodeSet(
         result = convert(source.text(), static_cast<int>(bytes), buffer_, space);
     }
     setEnd(result > 0 ? static_cast<unsigned int>(result) : 0);
+    noteNul();
     return *this;
 }
 
@@ -292,7 +359,7 @@ ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::operator=(
 }
 
 ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::operator=(char c) {
-    return assignText(&c, 1);
+    return clear().append(&c, 1);
 }
 
 ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::operator=(int number) {
@@ -362,8 +429,7 @@ ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::insert(unsigned int posi
     bump(checked(total + 1), 0);
     std::memmove(buffer_ + position + bytes, buffer_ + position, length_ - position + 1);
     std::memcpy(buffer_ + position, added.text(), bytes);
-    length_ = static_cast<unsigned int>(total);
-    length_ = textLength();
+    finish(static_cast<unsigned int>(strnlen(buffer_, static_cast<std::size_t>(total))));
     return *this;
 }
 
@@ -389,7 +455,7 @@ ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::remove(unsigned int posi
     unsigned long long const end = static_cast<unsigned long long>(position) + count;
     if (end > length_) return *this;
     std::memmove(buffer_ + position, buffer_ + end, static_cast<std::size_t>(length_ - end) + 1);
-    length_ -= count;
+    setEnd(length_ - count);
     return *this;
 }
 

@@ -4,15 +4,19 @@
 // Up to 95 bytes live inside the object, longer texts in a block from malloc.
 //
 // 1. buffer_ is inline_ or a heap block, and buffer_[length_] is NUL.
-// 2. capacity_ is what callers see and what growth starts from. It is raised before memory is asked
-//    for and stays raised when that fails. What really fits is room(): 95 in the inline store; for
-//    a heap block its size, kept in the first bytes of the inline store, which is free then.
-// 3. Nothing but bump() makes the string larger, and nothing shrinks the block but init() and
-//    prepend().
-// 4. An argument may point into the string's own text: the result is as if it had been copied
+// 2. capacity_ is what callers see and what growth starts from; its steps are fixed. It is raised
+//    before memory is asked for and stays raised when that fails. What may really be filled is
+//    room(): 95 in the inline store, else limit in Heap, never more than capacity_. The block
+//    itself may be larger, so that appending byte by byte seldom moves it.
+// 3. Nothing but bump() raises the capacity; the block shrinks by init() and prepend() alone.
+// 4. While a heap block is used, the inline store holds its Heap record.
+// 5. The last byte of the inline store is 0 only if the text holds no NUL. A text of 95 bytes in
+//    the store needs that byte for its terminator: then, and once it is cut, nothing is known.
+//    Copies, which stop at the first NUL, look for one only where there may be one.
+// 6. An argument may point into the string's own text: the result is as if it had been copied
 //    before.
 //
-// tests/ZAbstractMutableString_test.cpp: Capacity proves 2 and 3, OwnText proves 4.
+// tests/ZAbstractMutableString_test.cpp: Capacity proves 2 to 4, EmbeddedNul 5, OwnText 6.
 #ifndef Z_ZABSTRACTMUTABLESTRING_H
 #define Z_ZABSTRACTMUTABLESTRING_H
 
@@ -34,6 +38,21 @@ public:
         if (buffer_ != inline_) std::free(buffer_);
     }
 
+    // As the base class says, without asking for the characters by virtual calls.
+    unsigned long hash() const override { return hashOf(buffer_); }
+    unsigned int indexOf(int c, unsigned int from = 0) const override {
+        char const* start = buffer_ + (from < length_ ? from : length_);
+        void const* match = mayHoldNul() ? std::strchr(start, c)
+                                         : std::memchr(start, c, length_ - (start - buffer_) + 1);
+        return offsetOf(static_cast<char const*>(match));
+    }
+    unsigned int indexOf(char const* text, unsigned int from = 0) const override {
+        if (text == nullptr) return 0xFFFFFFFFu;
+        return offsetOf(std::strstr(buffer_ + (from < length_ ? from : length_), text));
+    }
+    int isEmpty() const override { return length_ == 0; }
+    operator char const*() const override { return buffer_; }
+    char const* data() const override { return buffer_; }
     char const* getChars() const override { return buffer_; }
     unsigned int getLength() const override { return length_; }
 
@@ -74,7 +93,7 @@ public:
 
     // Empties the text and keeps the memory.
     ZAbstractMutableString_5_1& clear() {
-        setEnd(0);
+        finish(0);
         return *this;
     }
 
@@ -100,7 +119,7 @@ public:
     // A 0 is appended like any other byte.
     ZAbstractMutableString_5_1& append(char c) {
         unsigned int const length = length_;
-        if (__builtin_expect(length >= room(), 0)) return appendText(&c, 1);
+        if (__builtin_expect(length >= room() || c == '\0', 0)) return append(&c, 1);
         buffer_[length] = c;
         buffer_[length + 1] = '\0';
         length_ = length + 1;
@@ -110,9 +129,7 @@ public:
     ZAbstractMutableString_5_1& append(char const* text) {
         return text != nullptr ? appendText(text, std::strlen(text)) : *this;
     }
-    ZAbstractMutableString_5_1& append(char const* text, unsigned int bytes) {
-        return text != nullptr ? appendText(text, bytes) : *this;
-    }
+    ZAbstractMutableString_5_1& append(char const* text, unsigned int bytes);
 
     // At or past the end it appends; null: nothing. Reserves by bump(length + strlen + 1, 0) even
     // when there is room. The length becomes that of the text up to its first NUL.
@@ -172,7 +189,7 @@ protected:
     ZAbstractMutableString_5_1() { startEmpty(); }
     ZAbstractMutableString_5_1(char const* text) {
         startEmpty();
-        if (text != nullptr) startWith(text, std::strlen(text));
+        if (text != nullptr) startWith(text);
     }
     // Exactly `bytes` bytes, reserved with bump(bytes + 1, 0); null gives the empty text.
     ZAbstractMutableString_5_1(char const* text, unsigned int bytes);
@@ -184,7 +201,11 @@ protected:
     ZAbstractMutableString_5_1(ZAbstractMutableString_5_1 const& other)
         : ZAbstractString_5_1(other) {
         startEmpty();
-        startWith(other.buffer_, other.textLength());
+        if (__builtin_expect(other.isShort(), 1)) {
+            copyStore(other);
+        } else {
+            startWith(other.buffer_, other.textLength());
+        }
     }
     // Only for a view of the same codeset.
     ZAbstractMutableString_5_1(ZAbstractConstString_5_1 const& view) {
@@ -198,10 +219,29 @@ protected:
     unsigned int length() const { return length_; }
 
     // Bytes before the first NUL.
-    unsigned int textLength() const { return static_cast<unsigned int>(strnlen(buffer_, length_)); }
+    unsigned int textLength() const {
+        return mayHoldNul() ? static_cast<unsigned int>(strnlen(buffer_, length_)) : length_;
+    }
 
-    // Replaces the text by `bytes` bytes, which may lie inside it.
+    // To be called after NULs may have come into the text.
+    void noteNul() {
+        if (length_ != defaultLength || buffer_ != inline_) inline_[markAt] = 1;
+    }
+
+    // Copies the text of a string of the same class.
+    void copyText(ZAbstractMutableString_5_1 const& other) {
+        if (__builtin_expect(other.isShort() && buffer_ == inline_ && this != &other, 1)) {
+            inline_[markAt] = 0;
+            copyStore(other);
+        } else if (this != &other) {
+            assignText(other.buffer_, other.textLength());
+        }
+    }
+
+    // Replaces the text by `bytes` bytes without a NUL, which may lie inside it.
     ZAbstractMutableString_5_1& assignText(char const* text, std::size_t bytes);
+    // Appends `bytes` bytes without a NUL.
+    // Appends `bytes` bytes without a NUL.
     ZAbstractMutableString_5_1& appendText(char const* text, std::size_t bytes);
 
     // Empties this string, then converts.
@@ -215,37 +255,82 @@ protected:
 
 private:
     static constexpr unsigned int defaultLength = 95;
+    static constexpr unsigned int markAt = defaultLength;
+
+    // What the inline store holds while the text is in a heap block.
+    struct Heap {
+        unsigned int limit;  // bytes of text that may be filled
+        unsigned int block;  // bytes of text that the block has room for
+    };
 
     void startEmpty() {
         buffer_ = inline_;
         length_ = 0;
         capacity_ = defaultLength;
         inline_[0] = '\0';
+        inline_[markAt] = 0;
     }
-    void startWith(char const* text, std::size_t bytes) {
-        if (__builtin_expect(bytes > defaultLength, 0)) {
-            startOnHeap(text, bytes);
-            return;
+    // Short literals become a few moves in place.
+    void startWith(char const* text) {
+        if (__builtin_constant_p(__builtin_strlen(text)) &&
+            __builtin_strlen(text) < defaultLength) {
+            length_ = static_cast<unsigned int>(__builtin_strlen(text));
+            std::memcpy(inline_, text, __builtin_strlen(text) + 1);
+        } else {
+            startWith(text, std::strlen(text));
         }
-        std::memcpy(inline_, text, bytes);
-        setEnd(static_cast<unsigned int>(bytes));
     }
+    void startWith(char const* text, std::size_t bytes);
     void startOnHeap(char const* text, std::size_t bytes);
 
-    void setEnd(unsigned int length) {
+    // In the inline store and known to hold no NUL.
+    bool isShort() const { return buffer_ == inline_ && !mayHoldNul(); }
+
+    // From inline store to inline store, in moves of fixed sizes.
+    void copyStore(ZAbstractMutableString_5_1 const& other) {
+        length_ = other.length_;
+        if (length_ < 16) {
+            std::memcpy(inline_, other.inline_, 16);
+        } else if (length_ < 32) {
+            std::memcpy(inline_, other.inline_, 32);
+        } else if (length_ < 64) {
+            std::memcpy(inline_, other.inline_, 64);
+        } else {
+            std::memcpy(inline_, other.inline_, sizeof inline_);
+        }
+    }
+
+    bool mayHoldNul() const { return inline_[markAt] != 0 || length_ == defaultLength; }
+
+    // Ends a new text, in which there is no NUL.
+    void finish(unsigned int length) {
+        inline_[markAt] = 0;
         buffer_[length] = '\0';
         length_ = length;
     }
-    unsigned int room() const {
-        if (buffer_ == inline_) return defaultLength;
-        unsigned int bytes;
-        std::memcpy(&bytes, inline_, sizeof bytes);
-        return bytes;
+    // Ends a changed text, in which there may be as many NULs as before.
+    void setEnd(unsigned int length) {
+        if (length_ == defaultLength) inline_[markAt] = 1;
+        buffer_[length] = '\0';
+        length_ = length;
+    }
+    unsigned int room() const { return buffer_ == inline_ ? defaultLength : heap().limit; }
+    Heap heap() const {
+        Heap heap;
+        std::memcpy(&heap, inline_, sizeof heap);
+        return heap;
+    }
+    void setHeap(unsigned int limit, unsigned int block) {
+        Heap const heap{limit, block};
+        std::memcpy(inline_, &heap, sizeof heap);
+    }
+    unsigned int offsetOf(char const* match) const {
+        return match != nullptr ? static_cast<unsigned int>(match - buffer_) : 0xFFFFFFFFu;
     }
     bool ownsChars(char const* text) const;
     bool stripsBytewise() const;
     void makeRoom(unsigned long long bytes);
-    void reallocate();
+    void reallocate(bool exact);
 
     char* buffer_;
     unsigned int length_;

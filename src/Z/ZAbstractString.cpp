@@ -3,7 +3,6 @@
 #include "ZAbstractString.h"
 
 #include <climits>
-#include <cstdint>
 #include <cstdlib>
 #include <typeinfo>
 
@@ -69,11 +68,7 @@ bool ZAbstractString_5_1::isSingleByteLocal() const {
 }
 
 unsigned long ZAbstractString_5_1::hash() const {
-    std::uint32_t h = 5381;
-    for (char const* p = getChars(); *p != '\0'; ++p) {
-        h = (h * 33) ^ static_cast<unsigned char>(*p);
-    }
-    return h;
+    return hashOf(getChars());
 }
 
 int ZAbstractString_5_1::compare(ZObject_5_1 const& other) const {

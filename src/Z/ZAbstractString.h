@@ -9,6 +9,7 @@
 #define Z_ZABSTRACTSTRING_H
 
 #include <atomic>
+#include <cstdint>
 #include <cstring>
 
 #include "ZObject.h"
@@ -117,6 +118,12 @@ protected:
     // The process's codesets. lcs_handle_ is stored first: who sees utf8_handle_ sees both.
     static std::atomic<void*> utf8_handle_;
     static std::atomic<void*> lcs_handle_;
+
+    static unsigned long hashOf(char const* chars) {
+        std::uint32_t h = 5381;
+        for (; *chars != '\0'; ++chars) h = (h * 33) ^ static_cast<unsigned char>(*chars);
+        return h;
+    }
 
     // Local text in a locale without multibyte characters.
     bool isSingleByteLocal() const;

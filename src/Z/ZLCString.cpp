@@ -42,11 +42,6 @@ ZAbstractMutableString_5_1& ZLCString_5_1::replaceOther(char const* set, char co
 
 // ---- assigning ----
 
-ZLCString_5_1& ZLCString_5_1::operator=(ZLCString_5_1 const& other) {
-    if (this != &other) assignText(other.buffer(), other.textLength());
-    return *this;
-}
-
 ZLCString_5_1& ZLCString_5_1::operator=(ZLCConstString_5_1 const& other) {
     assignText(other.getChars(), other.getLength());
     return *this;

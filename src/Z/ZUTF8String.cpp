@@ -63,6 +63,7 @@ ZAbstractMutableString_5_1& ZUTF8String_5_1::replace(char from, char to) {
     for (char* const end = p + length(); p != end; ++p) {
         if (*p == from) *p = to;
     }
+    if (to == '\0') noteNul();
     return *this;
 }
 
@@ -82,11 +83,6 @@ ZAbstractMutableString_5_1& ZUTF8String_5_1::replaceOther(char const* set,
 }
 
 // ---- assigning ----
-
-ZUTF8String_5_1& ZUTF8String_5_1::operator=(ZUTF8String_5_1 const& other) {
-    if (this != &other) assignText(other.buffer(), other.textLength());
-    return *this;
-}
 
 ZUTF8String_5_1& ZUTF8String_5_1::operator=(ZUTF8ConstString_5_1 const& other) {
     assignText(other.getChars(), other.getLength());

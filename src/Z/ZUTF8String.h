@@ -72,7 +72,10 @@ public:
     ZAbstractMutableString_5_1& replaceOther(char const* set, char const* replacement) override;
 
     using ZAbstractMutableString_5_1::operator=;
-    ZUTF8String_5_1& operator=(ZUTF8String_5_1 const& other);
+    ZUTF8String_5_1& operator=(ZUTF8String_5_1 const& other) {
+        copyText(other);
+        return *this;
+    }
     ZUTF8String_5_1& operator=(ZUTF8ConstString_5_1 const& other);
     ZUTF8String_5_1& operator=(ZLCString_5_1 const& other);
     ZUTF8String_5_1& operator=(ZLCConstString_5_1 const& other);
