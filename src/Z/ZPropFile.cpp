@@ -7,9 +7,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
 #include <mutex>
+#include <string>
 #include <utility>
 
 #include "ZException.h"
@@ -125,21 +127,49 @@ long PropFile::modificationTime() const {
     return fstat(descriptor_, &status) == 0 ? static_cast<long>(status.st_mtime) : 0;
 }
 
+bool PropFile::writeAt0(char const* text, std::size_t size) noexcept {
+    for (std::size_t done = 0; done < size;) {
+        ssize_t const written = retried([&] {
+            return pwrite(descriptor_, text + done, size - done, static_cast<off_t>(done));
+        });
+        if (written <= 0) {
+            if (written == 0) errno = EIO;
+            return false;
+        }
+        done += static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
 void PropFile::replaceContent(char const* text, std::size_t size) {
     auto const end = static_cast<off_t>(size);
+    struct stat status;
+    if (fstat(descriptor_, &status) != 0) fail(openForWriting, errno);
     if (size != 0) {
         int const rc =
             retried([=] { return fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, 0, end); });
         if (rc == -1 && errno != EOPNOTSUPP && errno != ENOSYS) fail(openForWriting, errno);
     }
-    for (std::size_t done = 0; done < size;) {
-        ssize_t const written = retried([&] {
-            return pwrite(descriptor_, text + done, size - done, static_cast<off_t>(done));
+    // What is about to be overwritten; what lies behind goes last of all.
+    std::string former(static_cast<std::size_t>(std::min(status.st_size, end)), '\0');
+    for (std::size_t done = 0; done < former.size();) {
+        ssize_t const got = retried([&] {
+            return pread(descriptor_, &former[done], former.size() - done,
+                         static_cast<off_t>(done));
         });
-        if (written <= 0) fail(openForWriting, written == 0 ? EIO : errno);
-        done += static_cast<std::size_t>(written);
+        if (got == -1) fail(openForWriting, errno);
+        if (got == 0) former.resize(done);
+        done += static_cast<std::size_t>(got);
     }
-    if (retried([=] { return ftruncate(descriptor_, end); }) == -1) fail(openForWriting, errno);
+    if (writeAt0(text, size) &&
+        (end >= status.st_size || retried([=] { return ftruncate(descriptor_, end); }) == 0)) {
+        return;
+    }
+    int const error = errno;
+    if (writeAt0(former.data(), former.size()) && end > status.st_size) {
+        (void)!ftruncate(descriptor_, status.st_size);
+    }
+    fail(openForWriting, error);
 }
 
 void PropFile::close() {

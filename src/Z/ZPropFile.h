@@ -50,13 +50,15 @@ public:
     // The file's modification time in seconds.
     long modificationTime() const;
     // Puts `text` in place of the whole content. The room for it is reserved before anything is
-    // changed. Throws ZPropertiesIOException_5_1 with "fopen(r+)".
+    // changed, and what was changed is put back when a write fails. Throws
+    // ZPropertiesIOException_5_1 with "fopen(r+)".
     void replaceContent(char const* text, std::size_t size);
     // Closes and leaves the holds; throws as replaceContent when the system reports an error.
     void close();
 
 private:
     void takeRecordLock(Mode mode);
+    bool writeAt0(char const* text, std::size_t size) noexcept;
     int closeAll() noexcept;
     [[noreturn]] void fail(char const* api, int error, int line = __builtin_LINE()) const;
 

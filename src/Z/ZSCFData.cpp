@@ -16,6 +16,7 @@
 namespace {
 
 constexpr char const* unit = "src/Z/ZStanzaFileProperties";
+constexpr char const* engine = "src/Z/ZProperties";  // where all failures of files come from
 
 constexpr std::size_t longestPiece = 8191;
 constexpr std::size_t readStep = 64 * 1024;
@@ -48,7 +49,7 @@ Block readAll(char const* file, std::FILE* in, std::size_t& size) {
         resize(block, room + 1);
     }
     if (std::ferror(in)) {
-        z_5_1::raise(unit, ZPropertiesIOException_5_1(file, "fopen(r)", errno));
+        z_5_1::raise(engine, ZPropertiesIOException_5_1(file, "fopen(r)", errno));
     }
     if (room - size > readStep) resize(block, size + 1);
     return block;

@@ -1,0 +1,91 @@
+// ZObject_test: identity as default value, and memory that is never null.
+// Subsystem: model, layer 0. Test: tests/ZObject_test.cpp
+#include <Z/ZException.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+// A global allocator that can be told to give null, as some embedded ones do.
+bool starved = false;
+
+struct Plain : ZObject_5_1 {};
+
+struct Number : ZObject_5_1 {
+    explicit Number(int n) : n_(n) {}
+    int compare(ZObject_5_1 const& other) const override {
+        return n_ - static_cast<Number const&>(other).n_;
+    }
+    int n_;
+};
+
+}  // namespace
+
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+void* operator new(std::size_t size) {
+    return starved ? nullptr : std::malloc(size ? size : 1);
+}
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+TEST(ZObject, DefaultsAreThoseOfIdentity) {
+    Plain pair[2];
+    Plain const &low = pair[0], &high = pair[1];
+    EXPECT_LT(low.compare(high), 0);
+    EXPECT_GT(high.compare(low), 0);
+    EXPECT_EQ(low.compare(low), 0);
+    EXPECT_TRUE(low.equals(low));
+    EXPECT_FALSE(low.equals(high));
+    EXPECT_EQ(low.hash(), reinterpret_cast<unsigned long>(&low));
+    EXPECT_EQ(low.clone(), nullptr);
+}
+
+TEST(ZObject, OperatorsFollowCompareOfTheSubclass) {
+    for (int left : {1, 2, 3}) {
+        Number const a(left), b(2);
+        EXPECT_EQ(a == b, left == 2);
+        EXPECT_EQ(a != b, left != 2);
+        EXPECT_EQ(a < b, left < 2);
+        EXPECT_EQ(a > b, left > 2);
+        EXPECT_EQ(a <= b, left <= 2);
+        EXPECT_EQ(a >= b, left >= 2);
+        EXPECT_EQ(a.equals(b), left == 2);
+    }
+}
+
+TEST(ZObject, NullFromTheAllocatorBecomesAnException) {
+    auto placeOf = [](bool array) -> unsigned long {
+        starved = true;
+        try {
+            if (array) {
+                delete[] new Plain[2];
+            } else {
+                delete new Plain;
+            }
+        } catch (ZOutOfMemoryException_5_1& e) {
+            starved = false;
+            EXPECT_STREQ(e.who(), "src/Z/ZObject");
+            EXPECT_EQ(e.code(), 1u);
+            return e.where();
+        }
+        starved = false;
+        return 0;
+    };
+    EXPECT_EQ(placeOf(false), 63u);
+    EXPECT_EQ(placeOf(true), 73u);
+}
