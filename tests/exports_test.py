@@ -1,7 +1,7 @@
 """Compares the names that the shared object exports with tests/data/exports.txt.
 
-A name counts as the class or C function it belongs to, so both word sizes share one list. Every
-name carries the release suffix. Usage: exports_test.py LIBRARY [--write]
+A name counts as the class or function it belongs to, so both word sizes share one list. Every name
+but one carries the release suffix, itself or in its namespace. Usage: exports_test.py LIBRARY [--write]
 """
 import pathlib
 import re
@@ -9,21 +9,23 @@ import subprocess
 import sys
 
 LIST = pathlib.Path(__file__).resolve().parent / "data/exports.txt"
+UNSUFFIXED = {"ZGetLocale"}  # callers write it so
 FOREIGN = re.compile(r"^(std|__gnu_cxx|__cxxabiv1)::|^(_init|_fini|_edata|_end|__bss_start)$")
 
 
 def exported(library):
     names = set()
-    out = subprocess.run(["nm", "-DC", "--defined-only", "-P", "-f", "posix", library],
+    out = subprocess.run(["nm", "-DCP", "--defined-only", library],
                          check=True, text=True, capture_output=True).stdout
     for line in out.splitlines():
         name, kind = re.match(r"(.*?) ([A-Za-z])(?: [0-9a-f]+){0,2} *$", line).groups()
-        name = re.sub(r"^(vtable|typeinfo|typeinfo name|VTT|guard variable) for |^(non-)?virtual thunk to ", "", name)
+        name = re.sub(r"^(vtable|typeinfo|typeinfo name|guard variable) for ", "", name)
+        name = re.sub(r"^(non-)?virtual thunk to ", "", name)
         name = re.sub(r"[(<].*", "", name)
         # Templates of the standard library that every module instantiates for itself.
         if kind in "WVu" and not name.startswith("Z") or FOREIGN.search(name):
             continue
-        names.add(name.split("::")[0])
+        names.add(name if name.startswith("z_5_1::") else name.split("::")[0])
     return names
 
 
@@ -35,7 +37,7 @@ def main():
     faults = [f"exported, but not in {LIST.name}: {name}" for name in sorted(names - listed)]
     faults += [f"in {LIST.name}, but not exported: {name}" for name in sorted(listed - names)]
     faults += [f"without the suffix _5_1: {name}" for name in sorted(names)
-               if not name.endswith("_5_1")]
+               if "_5_1" not in name and name not in UNSUFFIXED]
     print("\n".join(faults) or f"{len(names)} exported names, all listed")
     return 1 if faults or not names else 0
 
