@@ -1,0 +1,39 @@
+// FailingCalls: makes one call of the thread library fail, to see what the locks make of it.
+// Under the thread sanitizer, which needs these calls itself, nothing fails and the tests that
+// rely on it are left out (Z_CALLS_CAN_FAIL is 0).
+#ifndef Z_TESTS_FAILINGCALLS_H
+#define Z_TESTS_FAILINGCALLS_H
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <string>
+
+namespace ztest {
+
+inline std::string failingCall;  // its name, "" for none
+constexpr int failure = 95;
+
+}  // namespace ztest
+
+#if defined(__SANITIZE_THREAD__)
+#define Z_CALLS_CAN_FAIL 0
+#else
+#define Z_CALLS_CAN_FAIL 1
+
+#define Z_FAILING(call, parameters, arguments) \
+    extern "C" __attribute__((visibility("default"))) int call parameters { \
+        if (ztest::failingCall == #call) return ztest::failure; \
+        static auto const real = reinterpret_cast<int(*) parameters>(dlsym(RTLD_NEXT, #call)); \
+        return real arguments; \
+    }
+Z_FAILING(pthread_mutex_init, (pthread_mutex_t * m, pthread_mutexattr_t const* a) noexcept, (m, a))
+Z_FAILING(pthread_mutex_destroy, (pthread_mutex_t * m) noexcept, (m))
+Z_FAILING(pthread_mutex_unlock, (pthread_mutex_t * m) noexcept, (m))
+Z_FAILING(pthread_cond_init, (pthread_cond_t * c, pthread_condattr_t const* a) noexcept, (c, a))
+Z_FAILING(pthread_cond_destroy, (pthread_cond_t * c) noexcept, (c))
+Z_FAILING(pthread_cond_signal, (pthread_cond_t * c) noexcept, (c))
+Z_FAILING(pthread_cond_broadcast, (pthread_cond_t * c) noexcept, (c))
+#endif
+
+#endif
