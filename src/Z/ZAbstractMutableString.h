@@ -41,9 +41,9 @@ public:
     // As the base class says, without asking for the characters by virtual calls.
     unsigned long hash() const override { return hashOf(buffer_); }
     unsigned int indexOf(int c, unsigned int from = 0) const override {
-        char const* start = buffer_ + (from < length_ ? from : length_);
-        void const* match = mayHoldNul() ? std::strchr(start, c)
-                                         : std::memchr(start, c, length_ - (start - buffer_) + 1);
+        unsigned int const at = from < length_ ? from : length_;
+        void const* match = mayHoldNul() ? std::strchr(buffer_ + at, c)
+                                         : std::memchr(buffer_ + at, c, length_ - at + 1);
         return offsetOf(static_cast<char const*>(match));
     }
     unsigned int indexOf(char const* text, unsigned int from = 0) const override {

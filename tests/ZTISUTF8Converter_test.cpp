@@ -1,0 +1,98 @@
+// ZTISUTF8Converter_test: conversions into buffers, unknown codesets, a missing environment.
+// Subsystem: strings, layer 1. Test: tests/ZTISUTF8Converter_test.cpp
+#include <Z/ZBuffer.h>
+#include <Z/ZException.h>
+#include <Z/ZTISUTF8Converter.h>
+
+#include <thread>
+
+#include "ZTest.h"
+
+namespace {
+
+static_assert(std::is_convertible_v<ZTISUTF8Converter_5_1*, ZObject_5_1*>);
+static_assert(!std::is_copy_constructible_v<ZTISUTF8Converter_5_1>);
+
+std::string content(ZBuffer_5_1 const& buffer) {
+    return std::string(static_cast<char*>(buffer.getBuffer()), buffer.getLength());
+}
+
+TEST(ZTISUTF8Converter, ConvertsWithTheTerminator) {
+    struct {
+        char const* codeset;
+        char const* local;
+        char const* utf8;
+    } const rows[] = {
+        {"ISO-8859-1", "\xE9", "\xC3\xA9"},
+        {"EUC-JP", "a\xC6\xFC", "a\xE6\x97\xA5"},
+        {"UTF8", "a\xE6\x97\xA5", "a\xE6\x97\xA5"},
+        {"no such codeset", "ascii", "ascii"},
+        {"", "", ""},
+        {"ISO-8859-1", nullptr, nullptr},
+    };
+    for (auto const& row : rows) {
+        ZTISUTF8Converter_5_1 const converter(row.codeset, nullptr);
+        EXPECT_TRUE(converter.getLocalCodeSet() == row.codeset);
+        ZBuffer_5_1 out("what was there before");
+        std::string const local = row.local ? row.local : "", utf8 = row.utf8 ? row.utf8 : "";
+        converter.convertToUTF8(row.local, out);
+        EXPECT_EQ(content(out), utf8 + '\0');
+        converter.convertToLocal(row.utf8, out);
+        EXPECT_EQ(content(out), local + '\0');
+    }
+}
+
+TEST(ZTISUTF8Converter, KeepsQuietAboutFailures) {
+    ZTISUTF8Converter_5_1 const latin1("ISO-8859-1", "/anywhere"), none;
+    ZBuffer_5_1 out;
+    EXPECT_EQ(ztest::reported([&] {
+                  latin1.convertToLocal("\xE6\x97\xA5", out);
+                  EXPECT_EQ(out.getLength(), 7u);
+                  none.convertToUTF8("\xE9", out);
+                  EXPECT_EQ(out.getLength(), 4u);
+              }),
+              "");
+    EXPECT_TRUE(none.getLocalCodeSet().isEmpty());
+    EXPECT_EQ(latin1.clone(), nullptr);
+    ZTISUTF8Converter_5_1 const system(nullptr, nullptr);
+    EXPECT_STREQ(system.getLocalCodeSet(), "UTF-8");
+    ZUTF8ConverterInterface_5_1* const owned = new ZTISUTF8Converter_5_1("EUC-JP", nullptr);
+    delete owned;
+}
+
+TEST(ZTISUTF8Converter, NeedsTheEnvironmentOrADirectory) {
+    ZLCString_5_1 const directory(std::getenv("TISDIR"));
+    unsetenv("TISDIR");
+    struct {
+        std::function<void()> make;
+        unsigned long line;
+    } const rows[] = {
+        {[] { ZTISUTF8Converter_5_1(); }, 38},
+        {[] { ZTISUTF8Converter_5_1("UTF8", nullptr); }, 58},
+    };
+    for (auto const& row : rows) {
+        ztest::expectThrow<ZNoTISEnvironmentException_5_1>(row.make, [&](auto& e) {
+            EXPECT_STREQ(e.who(), "src/Z/ZTISUTF8Converter");
+            EXPECT_EQ(e.where(), row.line);
+        });
+    }
+    ZTISUTF8Converter_5_1 const converter("UTF8", "/anywhere");
+    EXPECT_TRUE(converter.getLocalCodeSet() == "UTF8");
+    setenv("TISDIR", directory, 1);
+}
+
+TEST(ZTISUTF8Converter, OneForSeveralThreads) {
+    ZTISUTF8Converter_5_1 const converter("EUC-JP", nullptr);
+    auto const work = [&] {
+        for (int n = 0; n < 200; ++n) {
+            ZBuffer_5_1 out;
+            converter.convertToUTF8("\xC6\xFC", out);
+            EXPECT_EQ(content(out), std::string("\xE6\x97\xA5") + '\0');
+        }
+    };
+    std::thread first(work), second(work);
+    first.join();
+    second.join();
+}
+
+}  // namespace
