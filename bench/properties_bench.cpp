@@ -318,8 +318,8 @@ void addAll(SampleFile const& sample) {
         addWork("set/existing", who, sample, setExisting<File>);
         fewRounds(addWork("set/1000_new", who, sample, setNew<File>), sample);
         // GKeyFile searches a stanza's keys one by one to delete one, the last in the file first:
-        // 1,000 of 100,000 take it a second, so it has one round, and all of them half a minute,
-        // so that is left out.
+        // 1,000 of 100,000 take it more than a second, so it has one round; all of them would take
+        // minutes, so that is left out.
         bool slow = std::is_same_v<File, GKeyFileFile> && sample.size == "1x100000";
         auto* erase = addWork("delete/up_to_1000", who, sample, eraseSome<File>);
         fewRounds(erase, sample);
