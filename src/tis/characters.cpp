@@ -6,13 +6,11 @@
 
 using tis::Byte;
 using tis::CharClass;
-using tis::Codeset;
 using tis::CodePoint;
 
 namespace {
 
-using Conversion = bool (*)(Codeset const&, tis::Source, tis::Target&);
-
+template <class Conversion>
 int convert(Conversion conversion, tis_cs const* cs, char const* src, int srcLen, char* dst,
             int dstLen) {
     if (src == nullptr || srcLen <= 0 || dst == nullptr) return 0;

@@ -52,10 +52,10 @@ struct PairTable {
     Cell cells[0x10000];  // [first byte << 8 | second byte]
 };
 
-struct Packed {
-    Byte bytes[3];
-    Byte length;  // 0: the byte does not convert
-};
+// A byte's form in UTF-8: from the lowest byte up its bytes, and their number in the highest; or
+// noForm.
+using Packed = std::uint32_t;
+constexpr Packed noForm = 0x80000000u;
 
 // One page of the way from the BMP to a single-byte codeset; 0 for "not there".
 struct Page {
@@ -69,9 +69,10 @@ struct Codeset {
 
     // Plain bytes: ASCII converts, the rest does not.
     constexpr explicit Codeset(Kind k) : kind(k) {
+        for (Packed& form : packed) form = noForm;
         for (unsigned b = 0; b < 128; ++b) {
             first[b] = static_cast<Cell>(b);
-            packed[b] = {{static_cast<Byte>(b), 0, 0}, 1};
+            packed[b] = b | 1u << 24;
         }
         for (Page const*& page : pages) page = &emptyPage;
         pages[0] = &asciiPage;
@@ -83,7 +84,7 @@ struct Codeset {
     char name[maxName + 1] = {};
     Cell first[256] = {};
     // Of single-byte codesets that do not compose:
-    Packed packed[256] = {};       // the bytes' forms in UTF-8
+    Packed packed[256] = {};      // by byte
     Page const* pages[256] = {};   // by the high byte of a code point; never null
     // Of multibyte codesets, made when first needed; null until then and when memory is out:
     mutable std::atomic<PairTable const*> pairs{nullptr};

@@ -94,14 +94,19 @@ int decodeLongest(Codeset const& cs, Byte const* p, std::size_t left, CodePoint&
     return -1;
 }
 
-// Copies what is ASCII at the beginning; false when the room ends first.
-bool copyAsciiPart(Codeset const& cs, Source& from, Target& to) {
-    if (!cs.asciiIdentity || *from.at >= 0x80) return true;
-    copyAscii(from, to);
-    return from.at == from.end || *from.at >= 0x80;
+// A converter takes over at `from`, for a block or for the rest. It works on copies, so that the
+// callers' positions can stay in registers.
+template <class Work>
+bool handOver(Work work, Codeset const& cs, Source& from, Target& to, Extent extent) {
+    Source rest = from;
+    Target room = to;
+    bool const done = work(cs, rest, room, extent);
+    from = rest;
+    to = room;
+    return done;
 }
 
-bool putCode(Target& to, std::uint16_t code) {
+inline bool putCode(Target& to, std::uint16_t code) {
     if (code < 0x100) {
         if (to.left() < 1) return false;
         *to.at++ = static_cast<Byte>(code);
@@ -147,53 +152,64 @@ int encodeMultibyte(Codeset const& cs, CodePoint cp, Byte* out) {
 }
 
 bool multibyteToUtf8(Codeset const& cs, Source from, Target& to) {
+    Target out = to;
     PairTable const* pairs = nullptr;
     while (from.at != from.end) {
-        if (!copyAsciiPart(cs, from, to)) return false;
-        if (from.at == from.end) return true;
+        if (cs.asciiIdentity && *from.at < 0x80 && out.at != out.end) {
+            copyAscii(from, out);
+            continue;
+        }
         int length = 1;
         Cell cell = cs.first[*from.at];
         if (cell == cellLead) {
             if (from.left() < 2) return false;
-            if (pairs == nullptr) {
-                pairs = pairsOf(cs);
-                if (pairs == nullptr || pairs->composing) {
-                    return decodeByConverter(cs, from, to, Extent::all);
-                }
+            if (pairs == nullptr) pairs = pairsOf(cs);
+            if (pairs == nullptr || pairs->composing) {
+                bool const done = handOver(decodeByConverter, cs, from, out, Extent::all);
+                to = out;
+                return done;
             }
             length = 2;
             cell = pairs->cells[from.at[0] << 8 | from.at[1]];
         }
         if (isCharacter(cell) || *from.at == 0) {
-            if (!putUtf8(to, cell)) return false;
+            if (!putUtf8(out, cell)) return false;
             from.at += length;
-        } else if (cell == cellNone || !decodeByConverter(cs, from, to, Extent::block)) {
+        } else if (cell == cellNone ||
+                   !handOver(decodeByConverter, cs, from, out, Extent::block)) {
             return false;
         }
     }
+    to = out;
     return true;
 }
 
 bool multibyteFromUtf8(Codeset const& cs, Source from, Target& to) {
+    Target out = to;
     std::uint16_t const* codes = nullptr;
     while (from.at != from.end) {
-        if (!copyAsciiPart(cs, from, to)) return false;
-        if (from.at == from.end) return true;
+        if (cs.asciiIdentity && *from.at < 0x80 && out.at != out.end) {
+            copyAscii(from, out);
+            continue;
+        }
+        if (codes == nullptr) codes = codesOf(cs);
         if (codes == nullptr) {
-            codes = codesOf(cs);
-            if (codes == nullptr) return encodeByConverter(cs, from, to, Extent::all);
+            bool const done = handOver(encodeByConverter, cs, from, out, Extent::all);
+            to = out;
+            return done;
         }
         CodePoint cp;
         int const length = decodeUtf8(from.at, from.left(), cp);
         if (length < 0) return false;
         std::uint16_t const code = cp < cellCount ? codes[cp] : std::uint16_t{0};
         if (code != 0 || cp == 0) {
-            if (!putCode(to, code)) return false;
+            if (!putCode(out, code)) return false;
             from.at += length;
-        } else if (!encodeByConverter(cs, from, to, Extent::block)) {
+        } else if (!handOver(encodeByConverter, cs, from, out, Extent::block)) {
             return false;
         }
     }
+    to = out;
     return true;
 }
 

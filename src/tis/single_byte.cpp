@@ -14,10 +14,54 @@ constexpr Page makeAsciiPage() {
     return page;
 }
 
-// Appends without looking at the room: a packed form is stored as its four bytes, the length last.
-inline void append(Packed const& packed, Byte*& out) {
-    std::memcpy(out, &packed, sizeof packed);
-    out += packed.length;
+// Stores four bytes and moves on by those that count.
+inline void append(Packed form, Byte*& out) {
+    std::memcpy(out, &form, sizeof form);
+    out += form >> 24 & 3;
+}
+
+// Without branches on the text, which in most texts would be guesses.
+inline bool appendWord(Codeset const& cs, Word word, Byte*& out) {
+    Byte* at = out;
+    Packed seen = 0;
+    auto const next = [&] {
+        Packed const form = cs.packed[word & 0xFF];
+        seen |= form;
+        append(form, at);
+        word >>= 8;
+    };
+    next(), next(), next(), next(), next(), next(), next(), next();
+    out = at;
+    return (seen & noForm) == 0;
+}
+
+bool appendExactly(Packed form, Target& to) {
+    unsigned const length = form >> 24 & 3;
+    if ((form & noForm) != 0 || to.left() < length) return false;
+    to.at[0] = static_cast<Byte>(form);
+    if (length > 1) to.at[1] = static_cast<Byte>(form >> 8);
+    if (length > 2) to.at[2] = static_cast<Byte>(form >> 16);
+    to.at += length;
+    return true;
+}
+
+// One character; those of two bytes, which most codesets need alone, first.
+inline bool convertOne(Codeset const& cs, Source& from, Target& to) {
+    if (to.at == to.end) return false;
+    CodePoint cp;
+    int length = 2;
+    unsigned const lead = *from.at;
+    if (lead - 0xC2u < 0x1Eu && from.left() >= 2 && isContinuation(from.at[1])) {
+        cp = (lead & 0x1F) << 6 | (from.at[1] & 0x3Fu);
+    } else {
+        length = decodeUtf8(from.at, from.left(), cp);
+        if (length < 0) return false;
+    }
+    Byte const code = singleByteOf(cs, cp);
+    if (code == 0 && cp != 0) return false;
+    *to.at++ = code;
+    from.at += length;
+    return true;
 }
 
 Page* pageFor(Codeset& cs, CodePoint cp) {
@@ -39,10 +83,11 @@ bool fillSingleByteTables(Codeset& cs) {
     for (Page const*& page : cs.pages) page = &emptyPage;
     for (unsigned b = 0; b < 256; ++b) {
         Cell const cell = cs.first[b];
-        cs.packed[b] = {};
+        cs.packed[b] = noForm;
         if (b != 0 && !isCharacter(cell)) continue;
-        encodeUtf8(cell, cs.packed[b].bytes);
-        cs.packed[b].length = static_cast<Byte>(utf8Length(cell));
+        Packed form = 0;
+        encodeUtf8(cell, reinterpret_cast<Byte*>(&form));
+        cs.packed[b] = form | utf8Length(cell) << 24;
         Page* const page = pageFor(cs, cell);
         if (page == nullptr) return false;
         Byte& code = page->codes[cell & 0xFF];
@@ -61,46 +106,48 @@ void dropSingleByteTables(Codeset& cs) {
 bool singleByteToUtf8(Codeset const& cs, Source from, Target& to) {
     constexpr std::size_t step = sizeof(Word);
     constexpr std::size_t mostWritten = 3 * step + 1;
-    while (from.left() >= step && to.left() >= mostWritten) {
+    Target out = to;  // of our own: what is written through `to` might be `to`
+    while (from.left() >= step && out.left() >= mostWritten) {
         Word const word = loadWord(from.at);
         if (cs.asciiIdentity && (word & highBits) == 0) {
-            std::memcpy(to.at, &word, step);
-            to.at += step;
-        } else {
-            // No branch on the bytes, which in most texts mix unpredictably.
-            unsigned failed = 0;
-            for (std::size_t i = 0; i < step; ++i) {
-                Packed const& packed = cs.packed[from.at[i]];
-                failed |= packed.length == 0;
-                append(packed, to.at);
-            }
-            if (failed != 0) return false;
+            std::memcpy(out.at, &word, step);
+            out.at += step;
+        } else if (!appendWord(cs, word, out.at)) {
+            return false;
         }
         from.at += step;
     }
-    for (; from.at != from.end; ++from.at) {
-        Packed const& packed = cs.packed[*from.at];
-        if (packed.length == 0 || to.left() < packed.length) return false;
-        std::memcpy(to.at, packed.bytes, packed.length);
-        to.at += packed.length;
+    for (; from.at != from.end && out.left() >= sizeof(Packed); ++from.at) {
+        Packed const form = cs.packed[*from.at];
+        if (form == noForm) return false;
+        append(form, out.at);
     }
+    for (; from.at != from.end; ++from.at) {
+        if (!appendExactly(cs.packed[*from.at], out)) return false;
+    }
+    to = out;
     return true;
 }
 
 bool singleByteFromUtf8(Codeset const& cs, Source from, Target& to) {
-    while (from.at != from.end) {
-        if (cs.asciiIdentity && *from.at < 0x80) {
-            copyAscii(from, to);
-            if (from.at == from.end) return true;
+    constexpr std::size_t step = sizeof(Word);
+    Target out = to;
+    while (cs.asciiIdentity && from.left() >= step && out.left() >= step) {
+        Word const word = loadWord(from.at);
+        Word const high = word & highBits;
+        if (high == 0) {
+            copyAscii(from, out);
+            continue;
         }
-        CodePoint cp;
-        int const length = decodeUtf8(from.at, from.left(), cp);
-        if (length < 0 || to.at == to.end) return false;
-        Byte const code = singleByteOf(cs, cp);
-        if (code == 0 && cp != 0) return false;
-        *to.at++ = code;
-        from.at += length;
+        std::memcpy(out.at, &word, step);
+        from.at += __builtin_ctzll(high) / 8;
+        out.at += __builtin_ctzll(high) / 8;
+        if (!convertOne(cs, from, out)) return false;
     }
+    while (from.at != from.end) {
+        if (!convertOne(cs, from, out)) return false;
+    }
+    to = out;
     return true;
 }
 

@@ -6,35 +6,32 @@ namespace tis {
 
 namespace {
 
-Byte const* skipAscii(Byte const* p, Byte const* end) {
-    constexpr std::ptrdiff_t step = 4 * sizeof(Word);
-    for (; end - p >= step; p += step) {
-        if ((loadWord(p) | loadWord(p + 8) | loadWord(p + 16) | loadWord(p + 24)) & highBits) break;
+constexpr std::size_t worthVectors = 16;
+
+bool isValidUtf8ByCharacter(Byte const* p, Byte const* end) {
+    while (p != end) {
+        CodePoint cp;
+        int const length = decodeUtf8(p, static_cast<std::size_t>(end - p), cp);
+        if (length < 0) return false;
+        p += length;
     }
-    while (end - p >= 8 && (loadWord(p) & highBits) == 0) p += 8;
-    while (p != end && *p < 0x80) ++p;
-    return p;
+    return true;
 }
 
 }  // namespace
 
-Byte const* validUtf8(Byte const* p, Byte const* end) {
-    for (;;) {
-        p = skipAscii(p, end);
-        while (p != end && *p >= 0x80) {
-            CodePoint cp;
-            int const length = decodeUtf8(p, static_cast<std::size_t>(end - p), cp);
-            if (length < 0) return p;
-            p += length;
-        }
-        if (p == end) return end;
-    }
+bool isValidUtf8(Byte const* p, std::size_t count) {
+    if (count >= worthVectors && haveVectorCheck()) return isValidUtf8ByVector(p, count);
+    return isValidUtf8ByCharacter(p, p + count);
 }
 
 bool copyUtf8(Source from, Target& to) {
-    if (to.left() < from.left() || validUtf8(from.at, from.end) != from.end) return false;
-    std::memcpy(to.at, from.at, from.left());
-    to.at += from.left();
+    if (to.left() < from.left()) return false;
+    Target out = to;
+    copyAscii(from, out);
+    if (!isValidUtf8(from.at, from.left())) return false;
+    if (from.at != from.end) std::memcpy(out.at, from.at, from.left());
+    to.at = out.at + from.left();
     return true;
 }
 

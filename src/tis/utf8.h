@@ -25,6 +25,7 @@ struct Target {
 };
 
 using Word = std::uint64_t;
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first byte is a word's lowest");
 constexpr Word highBits = 0x8080808080808080u;
 
 inline Word loadWord(Byte const* p) {
@@ -94,20 +95,32 @@ inline bool putUtf8(Target& to, CodePoint cp) {
 
 // Copies bytes below 0x80 up to the first other one, the end of the source or of the room.
 inline void copyAscii(Source& from, Target& to) {
-    while (from.left() >= sizeof(Word) && to.left() >= sizeof(Word)) {
+    constexpr std::size_t step = sizeof(Word);
+    while (from.left() >= 2 * step && to.left() >= 2 * step) {
+        Word const first = loadWord(from.at);
+        Word const second = loadWord(from.at + step);
+        if (((first | second) & highBits) != 0) break;
+        std::memcpy(to.at, &first, step);
+        std::memcpy(to.at + step, &second, step);
+        from.at += 2 * step;
+        to.at += 2 * step;
+    }
+    while (from.left() >= step && to.left() >= step) {
         Word const word = loadWord(from.at);
-        std::memcpy(to.at, &word, sizeof word);
-        std::ptrdiff_t step = sizeof word;
-        if (Word const high = word & highBits) step = __builtin_ctzll(high) / 8;
-        from.at += step;
-        to.at += step;
-        if (step != sizeof word) return;
+        std::memcpy(to.at, &word, step);
+        Word const high = word & highBits;
+        int const length = high == 0 ? static_cast<int>(step) : __builtin_ctzll(high) / 8;
+        from.at += length;
+        to.at += length;
+        if (high != 0) return;
     }
     while (from.at != from.end && to.at != to.end && *from.at < 0x80) *to.at++ = *from.at++;
 }
 
-// The end of the longest valid beginning of [p, end).
-Byte const* validUtf8(Byte const* p, Byte const* end);
+// Strict, as decodeUtf8. The form by vectors needs what haveVectorCheck() tells.
+bool isValidUtf8(Byte const* p, std::size_t count);
+bool haveVectorCheck();
+bool isValidUtf8ByVector(Byte const* p, std::size_t count);
 
 // Checks and copies; false when the source is invalid or the room too small.
 bool copyUtf8(Source from, Target& to);
