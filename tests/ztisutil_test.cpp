@@ -31,6 +31,13 @@ int rerun(char const* test, std::function<void()> const& change) {
     });
 }
 
+// The C library loses the block it makes of LOCPATH whenever a locale object is made, which case and
+// classes need one for. Once the process's locale is adopted nobody needs the variable.
+void startWithoutLocpath() {
+    zgetlocale_5_1();
+    unsetenv("LOCPATH");
+}
+
 TEST(Start, AdoptsTheLocale) {
     EXPECT_STREQ(zgetlocale_5_1(), std::getenv("LC_ALL"));
     EXPECT_STREQ(zgetLocalCodesetName_5_1(), nl_langinfo(CODESET));
@@ -100,6 +107,7 @@ TEST(Conversion, NeedsAllFourArguments) {
 }
 
 TEST(Characters, LengthsAndClasses) {
+    startWithoutLocpath();
     bool const single = MB_CUR_MAX == 1;
     void* const local = zgetLCSHandle_5_1();
     void* const utf8 = zgetUTF8Handle_5_1();
@@ -155,6 +163,7 @@ TEST(Characters, CountIsTheValidLength) {
 }
 
 TEST(Characters, StringFunctions) {
+    startWithoutLocpath();
     void* const cs = zgetUTF8Handle_5_1();
     char const* const text = "a,\xC3\xA9,b";
     EXPECT_EQ(zstrchr_5_1(cs, text, ','), text + 1);
@@ -169,7 +178,7 @@ TEST(Characters, StringFunctions) {
     EXPECT_EQ(zstricmp_5_1(cs, "\xC3\x89x", "\xC3\xA9X"), 0);
     EXPECT_LT(zstrnicmp_5_1(cs, "abc", "ABD", 3), 0);
     EXPECT_EQ(zstrnicmp_5_1(cs, "abc", "ABD", 2), 0);
-    char room[16];
+    char room[16] = {};
     EXPECT_STREQ(zstrncpy_5_1(cs, room, text, 4), "a,\xC3\xA9");
     EXPECT_STREQ(zstrncpy_5_1(cs, room, text, 3), "a,");  // half a character is not copied
     EXPECT_STREQ(zstrncat_5_1(cs, room, "\xC3\xA9", 1), "a,");
