@@ -1,20 +1,18 @@
 # z_units(<subsystem> <layer> <unit>... [<layer> <unit>...]...)
 # Adds src/Z/<unit>.cpp of every unit to the target Z, and <unit>.h to its property Z_HEADERS. A
-# unit may be a header alone.
+# unit may be a header alone, or a source alone when another unit's header declares it.
 function(z_units subsystem)
     foreach(unit IN LISTS ARGN)
         if(unit MATCHES "^[0-9]+$")
             continue()
         endif()
+        if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${unit}.h)
+            set_property(TARGET Z APPEND PROPERTY Z_HEADERS ${unit}.h)
+        endif()
         if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${unit}.cpp)
             target_sources(Z PRIVATE ${unit}.cpp)
         elseif(NOT EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${unit}.h)
-            message(STATUS "src/Z/${unit}: not there yet, left out")
-            # Until the unit is there, executables link although the library misses its symbols.
-            target_link_options(Z INTERFACE -Wl,--unresolved-symbols=ignore-in-shared-libs)
-        endif()
-        if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${unit}.h)
-            set_property(TARGET Z APPEND PROPERTY Z_HEADERS ${unit}.h)
+            message(FATAL_ERROR "src/Z/${unit} is listed, but there is no such unit")
         endif()
     endforeach()
 endfunction()
