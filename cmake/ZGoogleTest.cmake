@@ -3,3 +3,4 @@
 set(INSTALL_GTEST OFF)
 set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)
 add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+target_compile_options(gtest PRIVATE $<$<BOOL:${Z_SANITIZE}>:-O0>)
