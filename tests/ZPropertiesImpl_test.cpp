@@ -67,6 +67,11 @@ TEST(ZPropertiesImpl, ChangesPutLinesWhereTheyBelong) {
              s.addLine("s", "y", "3", 0);
          },
          "[s]\na = 1\n# po rt= 1\n# more\nport = 2\n\nz = 1\ny = 3\n"},
+        {"each key below its own example, whatever the order", "[s]\n# a=\n\n# b=\n\n# c=\n\n# end\n",
+         [](Store& s) {
+             for (char const* key : {"b", "c", "a", "d"}) s.addLine("s", key, "1", 0);
+         },
+         "[s]\n# a=\na = 1\n\n# b=\nb = 1\n\n# c=\nc = 1\nd = 1\n\n# end\n"},
         {"no blank line below the example", "[s]\n#port=1\na = 1\n",
          [](Store& s) { s.addLine("s", "port", "2", 0); }, "[s]\n#port=1\na = 1\nport = 2\n"},
         {"a longer name is another name", "[s]\n#port2=1\n\na = 1\n",
@@ -186,7 +191,7 @@ TEST(ZPropertiesImpl, ListsAreTheTruthOnceMade) {
     ZArrayList_5_1* values = store.get("s", "a", Store::plain);
     ZLCString_5_1 const two("2");
     values->add(&two);
-    EXPECT_STREQ(store.firstValue("s", "a"), "1");
+    EXPECT_STREQ(store.firstValue("s", "a").chars, "1");
     EXPECT_EQ(textOf(store), "[s]\na = 1\na = 2\n");
     store.set("s", "a", static_cast<ZLCString_5_1*>(values->get(1))->getChars());
     EXPECT_EQ(joined(values), "2");
@@ -206,7 +211,7 @@ TEST(ZPropertiesImpl, OneNameFormsSplitAtTheFirstDot) {
     store.addLine("x.y", "k", "1", 0);
     EXPECT_EQ(store.countValues("x.y"), 0);
     store.addLine("x.y", "2", 0);
-    EXPECT_STREQ(store.firstValue("x.y", ".y"), "2");
+    EXPECT_STREQ(store.firstValue("x.y", ".y").chars, "2");
     EXPECT_EQ(store.countValues("x.y"), 1);
     store.addLineComment("x.y", "# c");
     store.delLine("x.y");

@@ -234,6 +234,16 @@ TEST_F(ZProperties, ValuesIterator) {
         p.deleteKey("s", "k");  // under the iterator
         EXPECT_FALSE(i.isValid() || i.hasMore());
     }
+    {
+        Values i(p, "s", "e", ZPropLCString, Values::ANY);
+        i.addValue("");
+        i.addValue("a");
+        i.addValue("b");
+        p.setValue("s", "e", "c");  // under the iterator
+        i.addValue("d");
+        EXPECT_EQ(i.valueCount(), 2);
+        EXPECT_TRUE(i.isValid());
+    }
     for (int j = 0; j < 2; ++j) p.addValue("s", "o", j ? "x" : "y", 1);
     EXPECT_THROW(Values(p, "s", "o", ZPropLCString, Values::PLAIN), Refused);
     EXPECT_THROW(Values(p, "s", "o", static_cast<ZPropertyStringType>(1), Values::ANY), Refused);
@@ -351,6 +361,34 @@ TEST_F(ZProperties, SharedInstancesFollowTheirFile) {
     rewrite("[s]\nk\n", 4000);
     EXPECT_THROW(shared(0), ZPropertiesInvalidDataException_5_1);
     EXPECT_EQ(value(*p, "k"), "4");
+}
+
+TEST_F(ZProperties, ArgumentsMayBeTheStoresOwn) {
+    ztest::write(file, "[s]\na=1\na=2\nb=x\n");
+    Properties p(file.c_str(), 1);
+    Recorder recorder;
+    p.addObserver(&recorder);
+    auto text = [](ZArrayList_5_1* list, unsigned int i) {
+        return static_cast<ZLCString_5_1*>(list->get(i))->getChars();
+    };
+    p.getValues("s", "a", *p.get("s", "a"), ZPropLCString);
+    EXPECT_EQ(p.numValues("s", "a"), 2);
+    p.setValue("s", "a", text(p.get("s", "a"), 1));
+    EXPECT_EQ(value(p, "a"), "2");
+    p.setValue("s", "b", text(p.get("s", "b"), 0));
+    p.deleteKey("s", text(p.keyNames("s"), 1));
+    EXPECT_EQ(recorder.seen, "2s.a 2s.b 1s.b ");
+    p.addValue("s", "o", "1", 1);
+    p.addValue("s", "o", "2", 1);
+    p.setValue("s", "o", text(p.get("s", "o"), 1), 1);
+    EXPECT_EQ(value(p, "o"), "2");
+    ZArrayList_5_1 names(1, 1);
+    p.keyNames("s", names);
+    p.getValues("s", text(&names, 0), names, ZPropUTF8String);
+    EXPECT_STREQ(static_cast<ZUTF8String_5_1*>(names.get(0))->getChars(), "2");
+    p.setValue("s", "a", file.c_str());
+    p.reload(text(p.get("s", "a"), 0));
+    EXPECT_EQ(value(p, "b"), "x");
 }
 
 // Two instances of one file in one process: record locks would not keep them apart.

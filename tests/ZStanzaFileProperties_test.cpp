@@ -162,6 +162,13 @@ TEST_F(ZStanzaFileProperties, AddedValuesAreSearchedFromWhereTheSearchStopped) {
         EXPECT_THROW(p.addValues("s", "k", list, 0), ZInvalidParameterException_5_1);
     }
     Properties p(1);
+    ZArrayList_5_1 list(1, 1);
+    for (char const* text : {"a", "b\nc"}) {
+        ZLCString_5_1 const value(text);
+        list.add(&value);
+    }
+    EXPECT_THROW(p.addValues("s", "k", list, 0), ZInvalidParameterException_5_1);
+    EXPECT_FALSE(p.exists("s") || p.isModified());
     p.addValue("s", "k", "x", 1);
     p.addValue("s", "k", "y", 1);
     EXPECT_TRUE(p.isObfuscated("s", "k"));

@@ -5,13 +5,19 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "ZMessage.h"
+#include "zraise.h"
 #include "ztisutil.h"
 
 #ifdef __i386__
+static_assert(sizeof(ZObject_5_1) == 4, "layout of the root");
 static_assert(sizeof(ZException_5_1) == 20, "layout of the exception base");
 #endif
+static_assert(std::is_convertible<ZSharedLibraryLoadException_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZDefaultMessageService_5_1*, ZObject_5_1*>::value,
+              "one way up to the root");
 
 namespace {
 
@@ -55,8 +61,9 @@ void ZException_5_1::dumpException() {
     ZMessageService_5_1::messageService()->outputException(*this);
 }
 
+// The empty texts are for a subclass whose code has a text that wants inserts.
 void ZZException_5_1::print() {
-    printinternal(this);
+    printinternal(this, "", "", "", "");
 }
 
 void ZZException_5_1::printinternal(ZZException_5_1 const* exception, ...) {

@@ -9,6 +9,7 @@
 
 #include "ZException.h"
 #include "ZLCString.h"
+#include "zraise.h"
 
 namespace {
 
@@ -97,10 +98,6 @@ char const* shown(char const* file) {
 
 pthread_once_t once = PTHREAD_ONCE_INIT;
 
-void ready() {
-    pthread_once(&once, ZMessageService_5_1::init);
-}
-
 }  // namespace
 
 char const* z_5_1::defaultText(unsigned long code) noexcept {
@@ -111,29 +108,29 @@ std::atomic<ZMessageService_5_1 const*> ZMessageService_5_1::ms_{nullptr};
 std::atomic<ZMessageService_5_1 const*> ZMessageService_5_1::dms_{nullptr};
 
 void ZMessageService_5_1::init() {
-    // Runs under the once-control, which no exception may leave: the service lives in memory of its
-    // own that needs no allocation, and is never destroyed.
-    alignas(ZDefaultMessageService_5_1) static char place[sizeof(ZDefaultMessageService_5_1)];
-    if (dms_.load(std::memory_order_acquire)) return;
-    auto* service = new (place) ZDefaultMessageService_5_1;
-    dms_.store(service, std::memory_order_release);
-    ms_.store(service, std::memory_order_release);
+    // The service lives in memory of its own, so that nothing can fail here, and is never destroyed.
+    pthread_once(&once, [] {
+        alignas(ZDefaultMessageService_5_1) static char place[sizeof(ZDefaultMessageService_5_1)];
+        auto* service = new (place) ZDefaultMessageService_5_1;
+        dms_.store(service, std::memory_order_release);
+        ms_.store(service, std::memory_order_release);
+    });
 }
 
 ZMessageService_5_1 const* ZMessageService_5_1::messageService() {
     ZMessageService_5_1 const* service = ms_.load(std::memory_order_acquire);
     if (service) return service;
-    ready();
+    init();
     return ms_.load(std::memory_order_acquire);
 }
 
 ZMessageService_5_1 const* ZMessageService_5_1::defaultMessageService() {
-    ready();
+    init();
     return dms_.load(std::memory_order_acquire);
 }
 
 void ZMessageService_5_1::setMessageService(ZMessageService_5_1 const* service) {
-    ready();
+    init();
     ms_.store(service ? service : dms_.load(std::memory_order_acquire), std::memory_order_release);
 }
 

@@ -49,7 +49,7 @@ public:
     // Installs `service`, or the default again for null. Calls under way finish with the old one.
     static void setMessageService(ZMessageService_5_1 const* service);
     static void routeZZException(ZZException_5_1 const* exception, char* args);
-    // Makes the default service; called once by the functions above.
+    // Makes the default service unless it is there; the functions above call it.
     static void init();
 
 protected:
@@ -84,12 +84,5 @@ public:
                            ZUTF8String_5_1 const* s6 = nullptr) const override;
     void outputException(ZException_5_1& exception) const override;
 };
-
-namespace z_5_1 {
-
-// The English text of a message code, null for a code that has none.
-char const* defaultText(unsigned long code) noexcept;
-
-}  // namespace z_5_1
 
 #endif

@@ -40,13 +40,14 @@ ZObject_5_1* Voyeur_5_1::clone() const {
 ZAbstractObservable_5_1::ZAbstractObservable_5_1() : observers_(2, 1) {}
 
 ZAbstractObservable_5_1::ZAbstractObservable_5_1(ZAbstractObservable_5_1 const& other)
-    : observers_(other.observersCopy()) {}
+    : observers_(other.observersCopy()), count_(observers_.size()) {}
 
 ZAbstractObservable_5_1& ZAbstractObservable_5_1::operator=(ZAbstractObservable_5_1 const& other) {
     // One lock at a time: two subjects may be assigned to each other.
     ZArrayList_5_1 const observers = other.observersCopy();
     ZResourceLock_5_1 const hold(lock_);
     observers_ = observers;
+    count_ = observers_.size();
     return *this;
 }
 
@@ -61,17 +62,20 @@ void ZAbstractObservable_5_1::addObserver(ZObserverInterface_5_1* observer) {
     Voyeur_5_1 const voyeur(observer);
     ZResourceLock_5_1 const hold(lock_);
     if (!observers_.contains(&voyeur)) observers_.add(&voyeur);
+    count_ = observers_.size();
 }
 
 void ZAbstractObservable_5_1::deleteObserver(ZObserverInterface_5_1* observer) {
     Voyeur_5_1 const voyeur(observer);
     ZResourceLock_5_1 const hold(lock_);
     observers_.remove(&voyeur);
+    count_ = observers_.size();
 }
 
 void ZAbstractObservable_5_1::deleteObservers() {
     ZResourceLock_5_1 const hold(lock_);
     observers_.removeAll();
+    count_ = 0;
 }
 
 int ZAbstractObservable_5_1::countObservers() {
@@ -80,6 +84,7 @@ int ZAbstractObservable_5_1::countObservers() {
 }
 
 void ZAbstractObservable_5_1::notifyObservers(ZObservedParm_5_1 const& announcement) {
+    if (!hasObservers()) return;
     ZResourceLock_5_1 const hold(lock_);
     unsigned int const count = observers_.size();
     for (unsigned int i = 0; i < count; ++i) {

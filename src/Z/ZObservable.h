@@ -3,6 +3,8 @@
 #ifndef Z_ZOBSERVABLE_H
 #define Z_ZOBSERVABLE_H
 
+#include <atomic>
+
 #include "ZList.h"
 #include "ZLock.h"
 #include "ZObject.h"
@@ -85,6 +87,9 @@ public:
     // caller.
     void notifyObservers(ZObservedParm_5_1 const& announcement) override;
 
+    // Whether anybody is registered, without waiting for the lock.
+    int hasObservers() const { return count_.load(std::memory_order_acquire) != 0; }
+
 protected:
     ZAbstractObservable_5_1();
 
@@ -99,6 +104,7 @@ private:
 
     ZArrayList_5_1 observers_;
     mutable ZLock_5_1 lock_;
+    std::atomic<unsigned int> count_{0};  // of observers_, written under the lock
 };
 
 #endif

@@ -3,6 +3,7 @@
 #include "ZPKVList.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 
 #include "ZAbstractString.h"
@@ -13,37 +14,14 @@ using z_5_1::PropKey;
 using z_5_1::PropLine;
 using z_5_1::PropText;
 
-constexpr std::uint32_t firstSlots = 8;
-
-// Mixes eight bytes at a time. It never leaves the process and decides no order.
-std::uint32_t hashOf(char const* chars, std::size_t length) {
-    constexpr std::uint64_t factor = 0x9E3779B97F4A7C15u;
-    std::uint64_t hash = length * factor;
-    auto mix = [&hash](std::uint64_t word) {
-        hash = (hash ^ word) * factor;
-        hash ^= hash >> 32;
-    };
-    for (; length >= 8; chars += 8, length -= 8) {
-        std::uint64_t word;
-        std::memcpy(&word, chars, 8);
-        mix(word);
-    }
-    if (length >= 4) {
-        std::uint32_t low, high;
-        std::memcpy(&low, chars, 4);
-        std::memcpy(&high, chars + length - 4, 4);
-        mix(low | static_cast<std::uint64_t>(high) << 32);
-    } else if (length) {
-        auto byte = [chars](std::size_t i) {
-            return static_cast<std::uint64_t>(static_cast<unsigned char>(chars[i]));
-        };
-        mix(byte(0) | byte(length / 2) << 8 | byte(length - 1) << 16);
-    }
-    return static_cast<std::uint32_t>(hash ^ hash >> 29);
-}
-
 char const* charsOf(ZObject_5_1 const* string) {
     return static_cast<ZAbstractString_5_1 const*>(string)->getChars();
+}
+
+void addName(ZArrayList_5_1& names, PropKey const& key) {
+    auto name = std::make_unique<ZLCString_5_1>(key.text);
+    names.addNoCopy(name.get());
+    (void)name.release();
 }
 
 bool isKey(PropLine const& line) {
@@ -52,12 +30,13 @@ bool isKey(PropLine const& line) {
 
 // The name that a comment shows commented out, read without its blanks; "" when it shows none.
 std::string exampleIn(PropLine const& comment) {
-    std::string text;
-    for (char const* p = comment.text; *p && *p != '='; ++p) {
-        if (*p != ' ') text += *p;
-    }
-    bool const shows = text[0] == '#' && std::strchr(comment.text, '=');
-    return shows ? text.substr(1) : std::string();
+    std::string name;
+    auto* equals = static_cast<char const*>(std::memchr(comment.text, '=', comment.length));
+    if (!equals) return name;
+    char const* p = comment.text;
+    while (*p == ' ') ++p;
+    if (*p == '#') std::remove_copy(p + 1, equals, std::back_inserter(name), ' ');
+    return name;
 }
 
 }  // namespace
@@ -109,8 +88,10 @@ ZObject_5_1* ZPKVList_5_1::clone() const {
 }
 
 void ZPKVList_5_1::destroyLines() noexcept {
-    for (std::size_t slot = 0; slots_ && slot <= slotMask_; ++slot) {
-        if (slots_[slot] && !slots_[slot]->placed) pool_->give(*slots_[slot]);
+    if (unplaced_) {
+        index_.forEach([this](PropKey& key) {
+            if (!key.placed) pool_->give(key);
+        });
     }
     for (PropLine* line = lines_.first(); line;) {
         PropLine* next = line->next;
@@ -170,117 +151,68 @@ void ZPKVList_5_1::listObjects(ZList_5_1& target) const {
 
 ZArrayList_5_1* ZPKVList_5_1::getKeys() const {
     if (!names_) {
-        auto names = std::make_unique<ZArrayList_5_1>(count_, 1);
-        forEachKey([&names](PropKey const& key) {
-            auto name = std::make_unique<ZLCString_5_1>(key.text);
-            names->addNoCopy(name.get());
-            name.release();
+        auto names = std::make_unique<ZArrayList_5_1>(index_.count(), 1);
+        std::vector<std::uint64_t> sequences;
+        sequences.reserve(index_.count());
+        forEachKey([&](PropKey const& key) {
+            addName(*names, key);
+            sequences.push_back(key.sequence);
         });
         names_ = std::move(names);
+        nameSequences_ = std::move(sequences);
     }
     return names_.get();
 }
 
-// ---- the index ----
-
-ZPKVList_5_1::PropKey* ZPKVList_5_1::find(char const* key, std::size_t length) const {
-    if (!slots_) return nullptr;
-    std::uint32_t const hash = hashOf(key, length);
-    for (std::uint32_t slot = hash & slotMask_;; slot = (slot + 1) & slotMask_) {
-        PropKey* found = slots_[slot];
-        if (!found) return nullptr;
-        if (found->hash == hash && found->length == length &&
-            std::memcmp(found->text, key, length) == 0) {
-            return found;
-        }
-    }
-}
-
-std::size_t ZPKVList_5_1::slotOf(PropKey const& key) const {
-    std::uint32_t slot = key.hash & slotMask_;
-    while (slots_[slot] && slots_[slot] != &key) slot = (slot + 1) & slotMask_;
-    return slot;
-}
-
-void ZPKVList_5_1::grow() {
-    std::uint32_t const former = slots_ ? slotMask_ + 1 : 0;
-    std::uint32_t const slots = std::max(firstSlots, former * 2);
-    std::unique_ptr<PropKey*[]> old = std::move(slots_);
-    try {
-        slots_ = std::make_unique<PropKey*[]>(slots);
-    } catch (...) {
-        slots_ = std::move(old);
-        throw;
-    }
-    slotMask_ = slots - 1;
-    for (std::uint32_t slot = 0; slot < former; ++slot) {
-        if (old[slot]) slots_[slotOf(*old[slot])] = old[slot];
-    }
-}
+// ---- keys ----
 
 ZPKVList_5_1::PropKey& ZPKVList_5_1::append(PropText text) {
     PropKey& key = pool_->makeKey(text);
     try {
-        if (count_ >= slotMask_ - slotMask_ / 4) grow();
+        index_.reserveOne();
         if (names_) {
-            auto name = std::make_unique<ZLCString_5_1>(key.text);
-            names_->addNoCopy(name.get());
-            name.release();
+            nameSequences_.push_back(nextSequence_);
+            addName(*names_, key);
         }
     } catch (...) {
+        if (names_) nameSequences_.resize(names_->size());
         pool_->give(key);
         throw;
     }
-    key.hash = hashOf(key.text, key.length);
     key.sequence = nextSequence_++;
-    slots_[slotOf(key)] = &key;
-    ++count_;
+    index_.insert(key);
     ++unplaced_;
     return key;
 }
 
 void ZPKVList_5_1::erase(PropKey& key) {
     if (names_) forgetName(key);
-    // Close the gap: pull back what was pushed on by the slot that falls empty.
-    std::uint32_t gap = static_cast<std::uint32_t>(slotOf(key));
-    for (std::uint32_t slot = (gap + 1) & slotMask_; slots_[slot]; slot = (slot + 1) & slotMask_) {
-        std::uint32_t const wanted = slots_[slot]->hash & slotMask_;
-        if (((slot - wanted) & slotMask_) >= ((slot - gap) & slotMask_)) {
-            slots_[gap] = slots_[slot];
-            gap = slot;
-        }
-    }
-    slots_[gap] = nullptr;
-    --count_;
+    index_.erase(key);
     if (key.placed) {
-        if (lastKey_ == &key) lastKeyKnown_ = false;
+        if (lastKey_ == &key) {
+            do lastKey_ = lastKey_->previous;
+            while (lastKey_ && !isKey(*lastKey_));
+        }
         lines_.remove(key);
     } else {
         --unplaced_;
     }
     pool_->give(key);
-    if (count_ == 0) linesSorted_ = true;
+    if (index_.count() == 0) linesSorted_ = true;
 }
 
-// Keys are mostly deleted from one end of the order or the other.
 void ZPKVList_5_1::forgetName(PropKey const& key) {
-    unsigned int const size = names_->size();
-    auto isName = [&](unsigned int place) {
-        ZObject_5_1* name = names_->get(place);
-        return name && std::strcmp(charsOf(name), key.text) == 0;
-    };
-    for (unsigned int place = 0; place < size; ++place) {
-        if (isName(place)) return names_->remove(place);
-        if (isName(size - 1 - place)) return names_->remove(size - 1 - place);
-    }
+    auto const found =
+        std::lower_bound(nameSequences_.begin(), nameSequences_.end(), key.sequence);
+    if (found == nameSequences_.end() || *found != key.sequence) return;
+    names_->remove(static_cast<unsigned int>(found - nameSequences_.begin()));
+    nameSequences_.erase(found);
 }
 
 std::vector<ZPKVList_5_1::PropKey*> ZPKVList_5_1::sortedKeys() const {
     std::vector<PropKey*> keys;
-    keys.reserve(count_);
-    for (std::size_t slot = 0; slots_ && slot <= slotMask_; ++slot) {
-        if (slots_[slot]) keys.push_back(slots_[slot]);
-    }
+    keys.reserve(index_.count());
+    index_.forEach([&keys](PropKey& key) { keys.push_back(&key); });
     std::sort(keys.begin(), keys.end(), [](PropKey const* left, PropKey const* right) {
         return left->sequence < right->sequence;
     });
@@ -289,17 +221,8 @@ std::vector<ZPKVList_5_1::PropKey*> ZPKVList_5_1::sortedKeys() const {
 
 // ---- the lines ----
 
-ZPKVList_5_1::PropLine* ZPKVList_5_1::lastKey() const {
-    if (!lastKeyKnown_) {
-        lastKey_ = lines_.last();
-        while (lastKey_ && !isKey(*lastKey_)) lastKey_ = lastKey_->previous;
-        lastKeyKnown_ = true;
-    }
-    return lastKey_;
-}
-
 void ZPKVList_5_1::placeAfter(PropLine* line, PropKey& key, bool isLastKey) {
-    auto* formerLast = static_cast<PropKey*>(lastKey());
+    auto* formerLast = static_cast<PropKey*>(lastKey_);
     if (!isLastKey || (formerLast && formerLast->sequence > key.sequence)) linesSorted_ = false;
     lines_.insertAfter(line, key);
     key.placed = true;
@@ -308,42 +231,64 @@ void ZPKVList_5_1::placeAfter(PropLine* line, PropKey& key, bool isLastKey) {
 }
 
 void ZPKVList_5_1::place(PropKey& key) {
-    if (hasComments_ && isShown(key) && placeBelowExample(key)) return;
-    placeAfter(lastKey(), key, true);
+    if (hasComments_ && placeBelowExample(key)) return;
+    placeAfter(lastKey_, key, true);
 }
 
 bool ZPKVList_5_1::placeBelowExample(PropKey& key) {
-    std::string const pattern = '#' + std::string(key.text, key.length) + '=';
-    PropLine* lastKeySeen = nullptr;
-    bool shown = false;
-    for (PropLine* line = lines_.first(); line; line = line->next) {
-        if (isKey(*line)) {
-            lastKeySeen = line;
-        } else if (line->type == ZPropLine_5_1::comment && !shown) {
-            shown = z_5_1::isCommentWeWant(pattern.c_str(), line->text);
-        } else if (line->type == ZPropLine_5_1::blank && shown) {
-            placeAfter(line->previous, key, lastKeySeen == lastKey());
-            return true;
-        }
-    }
-    return false;
+    PropLine* line = exampleOf(key);
+    while (line && line->type != ZPropLine_5_1::blank) line = line->next;
+    if (!line) return false;
+    placeAfter(line->previous, key, standsBehind(*line, lastKey_));
+    return true;
 }
 
-bool ZPKVList_5_1::isShown(PropKey const& key) const {
+// Looks both ways in turn: one of the two is mostly near.
+bool ZPKVList_5_1::standsBehind(PropLine const& line, PropLine const* other) const {
+    PropLine const *before = &line, *behind = &line;
+    while (before && behind) {
+        if (before == other) return true;
+        if (isKey(*behind)) return false;
+        before = before->previous;
+        behind = behind->next;
+    }
+    for (; before; before = before->previous) {
+        if (before == other) return true;
+    }
+    return !other;
+}
+
+// The first comment that shows the key commented out, or null.
+ZPKVList_5_1::PropLine* ZPKVList_5_1::exampleOf(PropKey const& key) {
     if (!examples_) {
-        examples_ = std::make_unique<std::unordered_set<std::uint32_t>>();
+        examples_ = std::make_unique<std::unordered_map<std::uint32_t, PropLine*>>();
         for (PropLine* line = lines_.first(); line && examples_; line = line->next) {
-            if (line->type == ZPropLine_5_1::comment) noteExample(*line);
+            if (line->type == ZPropLine_5_1::comment) noteExample(*line, true);
         }
     }
-    return !examples_ || examples_->count(key.hash) != 0;
+    PropLine* line = lines_.first();
+    if (examples_) {
+        auto const noted = examples_->find(z_5_1::hashName(key.text, key.length));
+        if (noted == examples_->end()) return nullptr;
+        if (noted->second) line = noted->second;
+    }
+    std::string const pattern = '#' + std::string(key.text, key.length) + '=';
+    while (line && !(line->type == ZPropLine_5_1::comment &&
+                     z_5_1::isCommentWeWant(pattern.c_str(), line->text))) {
+        line = line->next;
+    }
+    return line;
 }
 
-// Without memory the set goes, and the lines themselves are asked.
-void ZPKVList_5_1::noteExample(PropLine const& comment) const {
+// Notes what the comment shows; isLast: behind all others noted. Without memory the notes go, and
+// the lines themselves are asked.
+void ZPKVList_5_1::noteExample(PropLine& comment, bool isLast) {
     try {
         std::string const name = exampleIn(comment);
-        if (!name.empty()) examples_->insert(hashOf(name.data(), name.size()));
+        if (name.empty()) return;
+        auto const noted =
+            examples_->emplace(z_5_1::hashName(name.data(), name.size()), &comment);
+        if (!noted.second && !isLast) noted.first->second = nullptr;
     } catch (std::bad_alloc const&) {
         examples_.reset();
     }
@@ -354,7 +299,7 @@ ZPKVList_5_1::PropLine& ZPKVList_5_1::addLine(unsigned int type, PropText text, 
     lines_.insertAfter(after, line);
     if (type == ZPropLine_5_1::comment) {
         hasComments_ = true;
-        if (examples_) noteExample(line);
+        if (examples_) noteExample(line, false);
     }
     return line;
 }

@@ -9,20 +9,22 @@
 //    when `placed`; a key known only from the database has no line yet.
 // 2. Keys are listed by their sequence number. While nothing speaks against it (inLineOrder()), every
 //    key is placed and the lines have them in that order already.
-// 3. names_, once made, holds the names of all keys in listing order.
-// 4. lastKey_ is the last key line, or null when there is none; unknown after that line was
-//    removed, until somebody needs it (lastKeyKnown_).
-// 5. examples_, once made, holds the hash of every name that a comment of the form "# name = ..."
-//    shows: a new key that is not in it goes behind the last key without a look at the lines.
+// 3. names_, once made, holds the names of all keys in listing order, and nameSequences_ their
+//    sequence numbers.
+// 4. lastKey_ is the last key line, or null when there is none.
+// 5. examples_, once made, leads from the hash of every name that a comment of the form
+//    "# name = ..." shows to the first such comment, or to null when the first one is not known. A
+//    new key that is not in it goes behind the last key without a look at the lines.
 #ifndef Z_ZPKVLIST_H
 #define Z_ZPKVLIST_H
 
 #include <cstring>
 #include <memory>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 #include "ZKeyMap.h"
+#include "ZNameIndex.h"
 #include "ZPropLine.h"
 
 class Z_API ZPKVList_5_1 : public ZHashKeyMap_5_1 {
@@ -41,14 +43,16 @@ public:
     ZObject_5_1* clone() const override;
 
     // As a key map of strings. Values are pairs (lists of two lists); putEntry stores a clone, a
-    // replaced key keeps its place in the order, a new one goes to the end.
-    unsigned int size() const override { return count_; }
+    // replaced key keeps its place in the order, a new one goes to the end. Nothing is put under
+    // a null key or for a null value.
+    unsigned int size() const override { return index_.count(); }
     int contains(ZObject_5_1 const* key) const override;
     ZObject_5_1* getEntry(ZObject_5_1 const* key) const override;
     void putEntry(ZObject_5_1 const* key, ZObject_5_1 const* value) override;
     void putAll(ZKeyMap_5_1 const& other) override;
     void removeEntry(ZObject_5_1 const* key) override;
     void removeAll() override;
+    void putEntryNoCopy(ZObject_5_1* key, ZObject_5_1* value) = delete;
     void listKeys(ZList_5_1& target) const override;
     void listObjects(ZList_5_1& target) const override;
 
@@ -57,8 +61,9 @@ public:
 
     // ---- the store's side ----
 
-    char const* name() const { return name_.chars; }
-    PropKey* find(char const* key, std::size_t length) const;
+    char const* nameChars() const { return name_.chars; }
+    std::uint32_t nameLength() const { return name_.length; }
+    PropKey* find(char const* key, std::size_t length) const { return index_.find(key, length); }
     PropKey* find(char const* key) const { return find(key, std::strlen(key)); }
     // A new key at the end of the order, not placed; takes the name over. It must not be there.
     PropKey& append(z_5_1::PropText key);
@@ -94,13 +99,11 @@ public:
 private:
     bool inLineOrder() const { return unplaced_ == 0 && linesSorted_; }
     std::vector<PropKey*> sortedKeys() const;
-    std::size_t slotOf(PropKey const& key) const;
-    void grow();
     void forgetName(PropKey const& key);
     bool placeBelowExample(PropKey& key);
-    bool isShown(PropKey const& key) const;
-    void noteExample(PropLine const& comment) const;
-    PropLine* lastKey() const;
+    PropLine* exampleOf(PropKey const& key);
+    void noteExample(PropLine& comment, bool isLast);
+    bool standsBehind(PropLine const& line, PropLine const* other) const;
     void placeAfter(PropLine* line, PropKey& key, bool isLastKey);
     void destroyLines() noexcept;
 
@@ -108,17 +111,15 @@ private:
     std::unique_ptr<z_5_1::PropLinePool> ownPool_;
     z_5_1::PropLinePool* pool_;
     z_5_1::PropLineList lines_;
-    std::unique_ptr<PropKey*[]> slots_;  // open addressing; a power of two, at most 3/4 full
-    std::uint32_t slotMask_ = 0;         // slots - 1; 0 without slots
-    std::uint32_t count_ = 0;
+    z_5_1::NameIndex<PropKey> index_;
     std::uint64_t nextSequence_ = 0;
     std::uint32_t unplaced_ = 0;  // keys without a line
     bool linesSorted_ = true;     // the placed keys stand in listing order
     bool hasComments_ = false;
-    mutable bool lastKeyKnown_ = true;
-    mutable PropLine* lastKey_ = nullptr;
+    PropLine* lastKey_ = nullptr;
     mutable std::unique_ptr<ZArrayList_5_1> names_;
-    mutable std::unique_ptr<std::unordered_set<std::uint32_t>> examples_;
+    mutable std::vector<std::uint64_t> nameSequences_;
+    std::unique_ptr<std::unordered_map<std::uint32_t, PropLine*>> examples_;
 };
 
 namespace z_5_1 {

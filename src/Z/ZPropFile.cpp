@@ -3,7 +3,6 @@
 #include "ZPropFile.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -81,16 +80,6 @@ void FileGuard::leave() noexcept {
     if (--users_ == 0) table().guards.erase(key_);
 }
 
-// ---- cancellation ----
-
-Uncancelled::Uncancelled() {
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former_);
-}
-
-Uncancelled::~Uncancelled() {
-    pthread_setcancelstate(former_, nullptr);
-}
-
 // ---- the file ----
 
 PropFile::PropFile(char const* name, Mode mode) : name_(name) {
@@ -122,9 +111,9 @@ void PropFile::takeRecordLock(Mode mode) {
     if (fcntl(descriptor_, F_SETLK, &lock) == -1) fail("fcntl()", errno);
 }
 
-long PropFile::modificationTime() const {
+long PropFile::modificationTime(long otherwise) const {
     struct stat status;
-    return fstat(descriptor_, &status) == 0 ? static_cast<long>(status.st_mtime) : 0;
+    return fstat(descriptor_, &status) == 0 ? static_cast<long>(status.st_mtime) : otherwise;
 }
 
 bool PropFile::writeAt0(char const* text, std::size_t size) noexcept {
@@ -145,7 +134,8 @@ void PropFile::replaceContent(char const* text, std::size_t size) {
     auto const end = static_cast<off_t>(size);
     struct stat status;
     if (fstat(descriptor_, &status) != 0) fail(openForWriting, errno);
-    if (size != 0) {
+    // Devices and some file systems reserve nothing.
+    if (size != 0 && S_ISREG(status.st_mode)) {
         int const rc =
             retried([=] { return fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, 0, end); });
         if (rc == -1 && errno != EOPNOTSUPP && errno != ENOSYS) fail(openForWriting, errno);

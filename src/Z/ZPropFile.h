@@ -15,23 +15,11 @@
 #include <cstddef>
 #include <cstdio>
 
-#include "ZObject.h"
+#include "zreport.h"
 
 namespace z_5_1 {
 
 class FileGuard;
-
-// Holds off cancellation of the calling thread for a scope.
-class Uncancelled {
-public:
-    Uncancelled();
-    Uncancelled(Uncancelled const&) = delete;
-    Uncancelled& operator=(Uncancelled const&) = delete;
-    ~Uncancelled();
-
-private:
-    int former_;
-};
 
 class PropFile {
 public:
@@ -47,8 +35,8 @@ public:
 
     // A stream over the file, closed with it.
     std::FILE* stream() const { return stream_; }
-    // The file's modification time in seconds.
-    long modificationTime() const;
+    // The file's modification time in seconds, `otherwise` when it cannot be had.
+    long modificationTime(long otherwise) const;
     // Puts `text` in place of the whole content. The room for it is reserved before anything is
     // changed, and what was changed is put back when a write fails. Throws
     // ZPropertiesIOException_5_1 with "fopen(r+)".
@@ -62,7 +50,7 @@ private:
     int closeAll() noexcept;
     [[noreturn]] void fail(char const* api, int error, int line = __builtin_LINE()) const;
 
-    Uncancelled uncancelled_;
+    NotCancelled notCancelled_;
     char const* name_;
     FileGuard* guard_ = nullptr;
     std::FILE* stream_ = nullptr;

@@ -75,19 +75,15 @@ void PropText::release() noexcept {
 
 // ---- keys ----
 
-char const* PropKey::firstValue() const {
-    switch (values) {
-        case PropValues::none: return nullptr;
-        case PropValues::slice:
-        case PropValues::block: return value;
-        case PropValues::lists: break;
-    }
+PropSlice PropKey::firstValue() const {
+    if (values == PropValues::slice || values == PropValues::block) return {value, valueLength};
+    if (values == PropValues::none) return {};
     for (unsigned int i = 0; i < 2; ++i) {
         auto* string = static_cast<ZLCString_5_1*>(
             static_cast<ZArrayList_5_1*>(pair->get(i))->get(0));
-        if (string) return string->getChars();
+        if (string) return {string->getChars(), string->getLength()};
     }
-    return nullptr;
+    return {};
 }
 
 unsigned int PropKey::count(bool obfuscated) const {

@@ -53,6 +53,12 @@ struct PropText {
     void release() noexcept;
 };
 
+// Characters that are somebody else's, ended by a NUL.
+struct PropSlice {
+    char const* chars = nullptr;
+    std::size_t length = 0;
+};
+
 // What a key holds.
 enum class PropValues : std::uint8_t {
     none,
@@ -75,7 +81,6 @@ struct PropLine {
 
 // A key with its values.
 struct PropKey : PropLine {
-    std::uint32_t hash;
     std::uint32_t valueLength;
     union {
         char* value;           // slice, block
@@ -83,8 +88,11 @@ struct PropKey : PropLine {
     };
     std::uint64_t sequence;  // keys are listed in the order in which they were made
 
-    // The first value, plain before obfuscated, or null.
-    char const* firstValue() const;
+    char const* nameChars() const { return text; }
+    std::uint32_t nameLength() const { return length; }
+
+    // The first value, plain before obfuscated; chars null without one.
+    PropSlice firstValue() const;
     unsigned int count(bool obfuscated) const;
     bool isObfuscated() const { return count(false) == 0 && count(true) != 0; }
 

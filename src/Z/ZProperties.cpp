@@ -6,15 +6,24 @@
 // ZPropertiesIterator.cpp.
 #include "ZProperties.h"
 
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <type_traits>
+#include <vector>
 
 #include "ZException.h"
-#include "ZMessage.h"
 #include "ZPropertiesImpl.h"
 #include "ZPropertiesNames.h"
 #include "zraise.h"
+#include "zreport.h"
+
+static_assert(std::is_convertible<ZPropertyChanged_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZProperties_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZAbstractPropertiesFactory_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZPKVList_5_1*, ZObject_5_1*>::value,
+              "one way up to the root");
 
 namespace {
 
@@ -50,11 +59,7 @@ ZAbstractProperties_5_1::ZPropResourceLock::ZPropResourceLock(ZLockInterface_5_1
 }
 
 ZAbstractProperties_5_1::ZPropResourceLock::~ZPropResourceLock() noexcept {
-    try {
-        lock_.unlock();
-    } catch (ZException_5_1& e) {
-        ZMessageService_5_1::messageService()->outputException(e);
-    }
+    z_5_1::quietly(unit, [this] { lock_.unlock(); });
 }
 
 // ---- life ----
@@ -101,22 +106,23 @@ int ZProperties_5_1::isObfuscated(char const* stanza) const {
 int ZProperties_5_1::checkAccess(char const* stanza, char const* key, int obfuscated) const {
     requireNames(stanza, key);
     ZResourceLock_5_1 hold(lockObject());
-    if (store_->countValues(stanza, key) == 0) return 0;
-    int const isObfuscated = store_->isObfuscated(stanza, key);
+    ZPCache_5_1::Held const held = store_->held(stanza, key);
+    if (held == ZPCache_5_1::Held::none) return 0;
+    int const isObfuscated = held == ZPCache_5_1::Held::obfuscated;
     if (isObfuscated != (obfuscated != 0)) refuse();
     return isObfuscated;
 }
 
-char const* ZProperties_5_1::extractValue(ZPCache_5_1 const& store, char const* stanza,
-                                          char const* key, int required) const {
-    char const* value = nullptr;
+z_5_1::PropSlice ZProperties_5_1::extractValue(ZPCache_5_1 const& store, char const* stanza,
+                                               char const* key, int required) const {
+    z_5_1::PropSlice value;
     if (key) {
         value = store.firstValue(stanza, key);
     } else if (ZArrayList_5_1* values = store.get(stanza, ZPCache_5_1::either)) {
         auto* first = static_cast<ZLCString_5_1*>(values->get(0));
-        value = first ? first->getChars() : nullptr;
+        if (first) value = {first->getChars(), first->getLength()};
     }
-    if (!value && required) {
+    if (!value.chars && required) {
         z_5_1::raise(unit, ZPropertiesMissingPropertyException_5_1(fileName(), stanza, key));
     }
     return value;
@@ -128,9 +134,17 @@ void ZProperties_5_1::getValue(char const* stanza, char const* key,
     requireNames(stanza, key);
     if (required && defaultValue) refuse();
     ZResourceLock_5_1 hold(lockObject());
-    char const* value = extractValue(*store_, stanza, key, required);
-    if (!value) value = defaultValue ? defaultValue : ZPCache_5_1::emptyText().getChars();
-    out.setChars(ZLCConstString_5_1(value));
+    z_5_1::PropSlice value = extractValue(*store_, stanza, key, required);
+    if (!value.chars) {
+        value.chars = defaultValue ? defaultValue : ZPCache_5_1::emptyText().getChars();
+        value.length = std::strlen(value.chars);
+    }
+    ZLCConstString_5_1 const text(value.chars);
+    if (out.getCodesetHandle() != text.getCodesetHandle() || value.length > UINT_MAX) {
+        out.setChars(text);
+    } else if (value.chars != out.getChars()) {
+        out.clear().append(value.chars, static_cast<unsigned int>(value.length));
+    }
 }
 
 unsigned int ZProperties_5_1::getIntegerValue(char const* stanza, char const* key, int required,
@@ -138,7 +152,7 @@ unsigned int ZProperties_5_1::getIntegerValue(char const* stanza, char const* ke
     requireNames(stanza, key);
     if (required && defaultValue) refuse();
     ZResourceLock_5_1 hold(lockObject());
-    char const* value = extractValue(*store_, stanza, key, required);
+    char const* value = extractValue(*store_, stanza, key, required).chars;
     if (!value) return defaultValue;
     unsigned int number;
     if (!convertToInt(value, number)) {
@@ -153,7 +167,7 @@ int ZProperties_5_1::getBooleanValue(char const* stanza, char const* key, int re
     requireNames(stanza, key);
     if (required && defaultValue) refuse();
     ZResourceLock_5_1 hold(lockObject());
-    char const* value = extractValue(*store_, stanza, key, required);
+    char const* value = extractValue(*store_, stanza, key, required).chars;
     if (!value) return defaultValue;
     int truth;
     if (!convertToBoolean(value, truth)) {
@@ -163,23 +177,44 @@ int ZProperties_5_1::getBooleanValue(char const* stanza, char const* key, int re
     return truth;
 }
 
+namespace {
+
+// New strings of one type, made before anything else changes.
+class Copies : public ZPCache_5_1::ValueVisitor {
+public:
+    explicit Copies(ZPropertyStringType type) : type_(type) {}
+    void visit(char const* value) override {
+        if (type_ == ZPropUTF8String) {
+            all_.push_back(std::make_unique<ZUTF8String_5_1>(ZLCConstString_5_1(value)));
+        } else {
+            all_.push_back(std::make_unique<ZLCString_5_1>(value));
+        }
+    }
+    // Puts them in place of the list's elements.
+    void moveTo(ZArrayList_5_1& list) {
+        list.removeAll();
+        for (auto& copy : all_) {
+            list.addNoCopy(copy.get());
+            (void)copy.release();
+        }
+    }
+
+private:
+    ZPropertyStringType type_;
+    std::vector<std::unique_ptr<ZObject_5_1>> all_;
+};
+
+}  // namespace
+
 void ZProperties_5_1::getValues(char const* stanza, char const* key, ZArrayList_5_1& out,
                                 ZPropertyStringType type) const {
     requireNames(stanza, key);
     requireOwner(out);
     if (type != ZPropLCString && type != ZPropUTF8String) refuse();
     ZResourceLock_5_1 hold(lockObject());
-    out.removeAll();
-    if (type == ZPropLCString) {
-        store_->copyValues(stanza, key, out);
-        return;
-    }
-    ZArrayList_5_1 values(1, 1);
-    store_->copyValues(stanza, key, values);
-    for (unsigned int i = 0; i < values.size(); ++i) {
-        ZUTF8String_5_1 const value(*static_cast<ZLCString_5_1*>(values.get(i)));
-        out.add(&value);
-    }
+    Copies copies(type);
+    store_->visitValues(stanza, key, copies);
+    copies.moveTo(out);
 }
 
 int ZProperties_5_1::numValues(char const* stanza) const {
@@ -302,20 +337,24 @@ void ZProperties_5_1::deleteKey(char const* stanza, char const* key) {
 }
 
 void ZProperties_5_1::addFileComment(char const* text) {
-    ZLCString_5_1 comment(text);
-    checkComment(comment);
-    z_5_1::requireOneLine(unit, comment.getChars());
-    changeQuietly([&] { store_->addFileComment(comment.getChars()); });
+    changeQuietly([&] {
+        ZLCString_5_1 comment(text);
+        checkComment(comment);
+        z_5_1::requireOneLine(unit, comment.getChars());
+        store_->addFileComment(comment.getChars());
+    });
 }
 
 void ZProperties_5_1::addEntryComment(char const* stanza, char const* key, char const* text) {
     requireNames(stanza, key);
     z_5_1::requireNewNames(unit, stanza, key);
     if (!text || !*text) refuse();
-    ZLCString_5_1 comment(text);
-    checkComment(comment);
-    z_5_1::requireOneLine(unit, comment.getChars());
-    changeQuietly([&] { store_->addLineComment(stanza, key, comment.getChars()); });
+    changeQuietly([&] {
+        ZLCString_5_1 comment(text);
+        checkComment(comment);
+        z_5_1::requireOneLine(unit, comment.getChars());
+        store_->addLineComment(stanza, key, comment.getChars());
+    });
 }
 
 void ZProperties_5_1::postLoad(char const*) {}
@@ -333,7 +372,7 @@ void ZProperties_5_1::setAttributes(unsigned long flags, void* data) {
 // locale and saturate at the width of long.
 int ZProperties_5_1::convertToInt(char const* text, unsigned int& out) {
     out = 0;
-    if (!*text) return 1;
+    if (!text || !*text) return 1;
     while (*text == ' ' || (*text >= '\t' && *text <= '\r')) ++text;
     bool const negative = *text == '-';
     if (*text == '-' || *text == '+') ++text;
@@ -366,20 +405,25 @@ int ZProperties_5_1::convertToInt(char const* text, unsigned int& out) {
 }
 
 int ZProperties_5_1::convertToBoolean(char const* text, int& out) {
-    constexpr struct {
-        char const* word;
-        int truth;
-    } words[] = {{"", 0},   {"yes", 1}, {"y", 1},     {"true", 1}, {"t", 1}, {"1", 1},
-                 {"no", 0}, {"n", 0},   {"false", 0}, {"f", 0},    {"0", 0}};
+    // The first letter says all but what may follow it.
     auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; };
-    out = 0;
-    for (auto const& candidate : words) {
-        char const* p = text;
-        char const* word = candidate.word;
-        while (*word && lower(*p) == *word) ++p, ++word;
-        if (*word || *p) continue;
-        out = candidate.truth;
-        return 1;
+    char const* rest = "";
+    int truth = 0;
+    switch (text ? lower(*text) : '\0') {
+        case '\0': out = 0; return 1;
+        case 'y': rest = "es"; truth = 1; break;
+        case 't': rest = "rue"; truth = 1; break;
+        case '1': truth = 1; break;
+        case 'n': rest = "o"; break;
+        case 'f': rest = "alse"; break;
+        case '0': break;
+        default: out = 0; return 0;
     }
-    return 0;
+    out = 0;
+    if (text[1]) {
+        while (*rest && lower(*++text) == *rest) ++rest;
+        if (*rest || !*text || text[1]) return 0;
+    }
+    out = truth;
+    return 1;
 }

@@ -15,6 +15,7 @@
 
 #include <atomic>
 
+#include "ZException.h"
 #include "ZKeyMap.h"
 #include "ZLCString.h"
 #include "ZList.h"
@@ -26,6 +27,9 @@
 
 class ZPCache_5_1;
 class ZProperties_5_1;
+namespace z_5_1 {
+struct PropSlice;
+}
 
 // What kind of string a caller wants values in.
 enum ZPropertyStringType : int {
@@ -300,8 +304,9 @@ private:
 //
 // What a file could not give back is refused with ZInvalidParameterException_5_1 and nothing
 // changed: a line end in a stanza, key, plain value or comment; "]" in a stanza name; a key with
-// "=", with white space at an end, or beginning with "#" or "[". Outer white space of a plain value
-// is lost at the next load, and a line of more than 8191 bytes comes back as several.
+// "=", with white space at an end, or beginning with "#" or "[". Obfuscated values may hold line
+// ends. Outer white space of a plain value is lost at the next load, and a line of more than 8191
+// bytes comes back as several. UTF-8 text that the local codeset cannot hold arrives empty.
 class Z_API ZProperties_5_1 : public ZAbstractProperties_5_1,
                               public ZAbstractObservable_5_1,
                               public ZPropertiesMutableInterface_5_1 {
@@ -351,7 +356,10 @@ public:
     // Writes the store to `file` (null or empty: the file remembered), in place: inode, owner and
     // mode stay, a missing file is made (mode 0666 less the umask). The room is reserved before the
     // first byte is changed. On failure (ZPropertiesIOException_5_1: "access()", "fopen(r+)",
-    // "fcntl()", "fopen(w)") the changes stay in memory, marked as unsaved.
+    // "fcntl()", "fopen(w)") the changes stay in memory, marked as unsaved. Without obfuscated
+    // values the key "file" of the stanza "configuration-database" goes from memory and file.
+    // There is no database yet: a file that names one is refused by load ("mapFile()", ENOTSUP),
+    // and obfuscated values by store ("fopen(w)", ENOTSUP).
     void store(char const* file) override;
     void list() const override;
 
@@ -410,7 +418,8 @@ public:
                           ZPropertyChanged_5_1::PropertyChangeType type, char const* stanza,
                           char const* key);
 
-    // 1 and the number, or 0 when `text` is none (see getIntegerValue, getBooleanValue).
+    // 1 and the number, or 0 when `text` is none (see getIntegerValue, getBooleanValue). Null is
+    // the empty text.
     static int convertToInt(char const* text, unsigned int& out);
     static int convertToBoolean(char const* text, int& out);
 
@@ -422,10 +431,10 @@ protected:
     ZProperties_5_1(ZProperties_5_1 const& other);
     ZProperties_5_1& operator=(ZProperties_5_1 const&) = delete;
 
-    // The first value, or null. Without one and `required`:
+    // The first value, or chars null. Without one and `required`:
     // ZPropertiesMissingPropertyException_5_1. A null key asks for the one-name list of the stanza.
-    char const* extractValue(ZPCache_5_1 const& store, char const* stanza, char const* key,
-                             int required) const;
+    z_5_1::PropSlice extractValue(ZPCache_5_1 const& store, char const* stanza, char const* key,
+                                  int required) const;
 
     ZPCache_5_1* store_;
 
@@ -434,28 +443,37 @@ private:
     friend class ZAbstractPropertyValuesIterator_5_1;
     friend class ZStanzaFileProperties_5_1;
 
-    // Makes a change under the lock and tells the observers after it is released. Whether they are
-    // told is settled under the lock: another thread's load may begin right after.
-    template <class Edit>
-    void change(ZPropertyChanged_5_1::PropertyChangeType type, char const* stanza,
-                char const* key, Edit edit) {
-        bool announce;
-        {
-            ZResourceLock_5_1 hold(lockObject());
-            edit();
-            setModified();
-            announce = !loading_;
-        }
-        if (announce) {
-            notifyObservers(
-                ZPropertyChanged_5_1(ZPropertyChanged_5_1::STANZA, type, stanza, key));
-        }
-    }
+    // Makes a change under the lock. What fails half way counts as a change, what is refused as
+    // none.
     template <class Edit>
     void changeQuietly(Edit edit) {
         ZResourceLock_5_1 hold(lockObject());
-        edit();
-        setModified();
+        int const former = modified_.exchange(1);
+        try {
+            edit();
+        } catch (ZInvalidParameterException_5_1&) {
+            modified_ = former;
+            throw;
+        }
+    }
+    // The same, and tells the observers after the lock is released. Whether they are told is settled
+    // under the lock: another thread's load may begin right after. The names may be the store's own
+    // and die in the change.
+    template <class Edit>
+    void change(ZPropertyChanged_5_1::PropertyChangeType type, char const* stanza,
+                char const* key, Edit edit) {
+        if (!hasObservers()) return changeQuietly(edit);
+        ZLCString_5_1 const stanzaName(stanza), keyName(key);
+        bool announce = false;
+        changeQuietly([&] {
+            edit();
+            announce = !loading_;
+        });
+        if (announce) {
+            notifyObservers(ZPropertyChanged_5_1(ZPropertyChanged_5_1::STANZA, type,
+                                                 stanzaName.getChars(),
+                                                 key ? keyName.getChars() : nullptr));
+        }
     }
     void replaceByPlain(char const* stanza, char const* key, char const* value);
 

@@ -141,14 +141,18 @@ void ZProperties_5_1::load(char const* file) {
 }
 
 void ZProperties_5_1::loadLocked(char const* file) {
-    z_5_1::PropFile in(file, z_5_1::PropFile::reading);
     Raised loading(loading_);
-    store_->be_read(file, in.stream());
-    if (!store_->databaseName().isEmpty()) {
-        failIO(store_->databaseName().getChars(), "mapFile()", ENOTSUP);
+    long time;
+    {
+        z_5_1::PropFile in(file, z_5_1::PropFile::reading);
+        store_->be_read(file, in.stream());
+        if (!store_->databaseName().isEmpty()) {
+            failIO(store_->databaseName().getChars(), "mapFile()", ENOTSUP);
+        }
+        time = in.modificationTime(fileTime_);
     }
     postLoad(file);
-    fileTime_ = in.modificationTime();
+    fileTime_ = time;
     resetModified();
 }
 
@@ -157,8 +161,9 @@ void ZProperties_5_1::reload(char const* file) {
     if ((!file || !*file) && fileName_.isEmpty()) {
         z_5_1::raise(unit, ZInvalidParameterException_5_1());
     }
+    ZLCString_5_1 const chosen(file);  // it may be a value of the store
     store_->clear();
-    load(file);
+    load(chosen.getChars());
 }
 
 void ZProperties_5_1::store(char const* file) {
@@ -169,7 +174,7 @@ void ZProperties_5_1::store(char const* file) {
 // Nothing in memory changes before the text is safely in the file.
 void ZProperties_5_1::storeLocked(char const* file) {
     z_5_1::checkFileAccess(file);
-    if (store_->hasObfuscatedItems()) {
+    if (store_->hasObfuscatedItems() || !store_->databaseName().isEmpty()) {
         ZLCString_5_1 database(store_->databaseName());
         if (database.isEmpty()) z_5_1::makeObfuscatedDBName(file, database);
         failIO(database.getChars(), "fopen(w)", ENOTSUP);
@@ -178,7 +183,7 @@ void ZProperties_5_1::storeLocked(char const* file) {
     MemoryText text;
     render(*store_, file, text);
     out.replaceContent(text.text(), text.size());
-    long const time = out.modificationTime();
+    long const time = out.modificationTime(fileTime_);
     out.close();
     store_->delLine(z_5_1::databaseStanza, z_5_1::databaseKey);
     fileTime_ = time;

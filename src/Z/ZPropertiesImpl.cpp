@@ -8,8 +8,8 @@
 #include <cstring>
 
 #include "ZException.h"
-#include "ZMessage.h"
 #include "zraise.h"
+#include "zreport.h"
 
 namespace {
 
@@ -53,11 +53,7 @@ ZPropRegistry_5_1::ZPropRegistry_5_1() {
 }
 
 ZPropRegistry_5_1::~ZPropRegistry_5_1() noexcept {
-    try {
-        res_->unlock();
-    } catch (ZException_5_1& e) {
-        ZMessageService_5_1::messageService()->outputException(e);
-    }
+    z_5_1::quietly(unit, [] { res_->unlock(); });
 }
 
 // ---- what all stores have ----
@@ -132,8 +128,7 @@ std::unique_ptr<ZPCache_5_1::Content> ZPCategoryBasedCache_5_1::makeContent() co
 // ---- finding and making ----
 
 ZPKVList_5_1* ZPCategoryBasedCache_5_1::find(char const* stanza) const {
-    ZLCConstString_5_1 const name(stanza);
-    return static_cast<ZPKVList_5_1*>(content().stanzas.getEntry(&name));
+    return content().index.find(stanza, std::strlen(stanza));
 }
 
 ZPCategoryBasedCache_5_1::PropKey* ZPCategoryBasedCache_5_1::find(char const* stanza,
@@ -152,14 +147,28 @@ ZPKVList_5_1& ZPCategoryBasedCache_5_1::appendStanza(PropText text) {
     std::unique_ptr<ZPKVList_5_1> stanza(new ZPKVList_5_1(content().pool, text));
     pending.text = nullptr;
     // The map's key is a view of the stanza's own name.
-    auto name = std::make_unique<ZLCConstString_5_1>(stanza->name());
+    content().index.reserveOne();
+    auto name = std::make_unique<ZLCConstString_5_1>(stanza->nameChars());
     content().stanzas.putEntryNoCopy(name.get(), stanza.get());
-    name.release();
+    (void)name.release();
     ZPKVList_5_1& added = *stanza.release();
-    added.previousStanza = content().lastStanza;
-    (content().lastStanza ? content().lastStanza->nextStanza : content().firstStanza) = &added;
-    content().lastStanza = &added;
+    content().index.insert(added);
+    link(added);
     return added;
+}
+
+void ZPCategoryBasedCache_5_1::link(ZPKVList_5_1& stanza) {
+    ZPKVList_5_1*& last = content().lastStanza;
+    stanza.previousStanza = last;
+    stanza.nextStanza = nullptr;
+    (last ? last->nextStanza : content().firstStanza) = &stanza;
+    last = &stanza;
+}
+
+void ZPCategoryBasedCache_5_1::unlink(ZPKVList_5_1& stanza) {
+    ZPKVList_5_1 *previous = stanza.previousStanza, *next = stanza.nextStanza;
+    (previous ? previous->nextStanza : content().firstStanza) = next;
+    (next ? next->previousStanza : content().lastStanza) = previous;
 }
 
 void ZPCategoryBasedCache_5_1::appendLine(unsigned int type, PropText text) {
@@ -172,13 +181,14 @@ void ZPCategoryBasedCache_5_1::appendLine(unsigned int type, PropText text) {
 
 void ZPCategoryBasedCache_5_1::makeHead(ZPKVList_5_1& stanza) {
     if (stanza.hasHead) return;
-    PropLine* blank;
-    if (ZPKVList_5_1* before = stanza.previousStanza) {
-        blank = &before->addLine(ZPropLine_5_1::blank, PropText(), before->lastLine());
-    } else {
-        blank = &content().pool.makeLine(ZPropLine_5_1::blank, PropText());
-        content().preamble.pushBack(*blank);
+    unlink(stanza);
+    try {
+        appendLine(ZPropLine_5_1::blank, PropText());
+    } catch (...) {
+        link(stanza);
+        throw;
     }
+    link(stanza);
     stanza.hasHead = true;
 }
 
@@ -215,26 +225,36 @@ ZArrayList_5_1* ZPCategoryBasedCache_5_1::get(char const* stanza, char const* ke
     return &found->list(wantsObfuscated);
 }
 
-char const* ZPCategoryBasedCache_5_1::firstValue(char const* stanza, char const* key) const {
+z_5_1::PropSlice ZPCategoryBasedCache_5_1::firstValue(char const* stanza,
+                                                      char const* key) const {
     PropKey* found = find(stanza, key);
-    return found ? found->firstValue() : nullptr;
+    return found ? found->firstValue() : z_5_1::PropSlice();
 }
 
-void ZPCategoryBasedCache_5_1::copyValues(char const* stanza, char const* key,
-                                          ZArrayList_5_1& out) const {
+ZPCache_5_1::Held ZPCategoryBasedCache_5_1::held(char const* stanza, char const* key) const {
+    PropKey* found = find(stanza, key);
+    if (!found) return Held::none;
+    if (found->count(false)) return Held::plain;
+    return found->count(true) ? Held::obfuscated : Held::none;
+}
+
+void ZPCategoryBasedCache_5_1::visitValues(char const* stanza, char const* key,
+                                           ValueVisitor& visitor) const {
     PropKey* found = find(stanza, key);
     if (!found) return;
-    if (found->values == z_5_1::PropValues::lists) {
-        out.addList(found->list(found->count(false) == 0));
-    } else if (char const* value = found->firstValue()) {
-        ZLCString_5_1 const copy(value);
-        out.add(&copy);
+    if (found->values != z_5_1::PropValues::lists) {
+        if (char const* value = found->firstValue().chars) visitor.visit(value);
+        return;
+    }
+    ZArrayList_5_1 const& values = found->list(found->count(false) == 0);
+    for (unsigned int i = 0; i < values.size(); ++i) {
+        visitor.visit(static_cast<ZLCString_5_1*>(values.get(i))->getChars());
     }
 }
 
 void ZPCategoryBasedCache_5_1::visitKeys(char const* stanza, KeyVisitor& visitor) const {
     if (ZPKVList_5_1* found = find(stanza)) {
-        found->forEachKey([&visitor](PropKey& key) { visitor.visit(key.text, key.firstValue()); });
+        found->forEachKey([&visitor](PropKey& key) { visitor.visit(key.text, key.firstValue().chars); });
     }
 }
 
@@ -295,15 +315,20 @@ void ZPCategoryBasedCache_5_1::list(std::FILE* out) const {
     content().stanzas.listObjects(stanzas);
     for (unsigned int i = 0; i < stanzas.size(); ++i) {
         auto const& stanza = static_cast<ZPKVList_5_1 const&>(*stanzas.get(i));
-        std::fprintf(out, "\n[%s]\n", stanza.name());
+        std::fprintf(out, "\n[%s]\n", stanza.nameChars());
         stanza.forEachKey([this, out, &stanza](PropKey& key) {
-            ZArrayList_5_1 values(1, 1);
-            copyValues(stanza.name(), key.text, values);
-            for (unsigned int v = 0; v < values.size(); ++v) {
-                auto const& value = static_cast<ZLCString_5_1 const&>(*values.get(v));
-                std::fprintf(out, "%s = %s\n", key.text, value.getChars());
-            }
-            if (values.size() == 0) std::fprintf(out, "%s =\n", key.text);
+            struct Printer : ValueVisitor {
+                Printer(std::FILE* o, char const* k) : out(o), key(k) {}
+                void visit(char const* value) override {
+                    std::fprintf(out, "%s = %s\n", key, value);
+                    any = true;
+                }
+                std::FILE* out;
+                char const* key;
+                bool any = false;
+            } printer(out, key.text);
+            visitValues(stanza.nameChars(), key.text, printer);
+            if (!printer.any) std::fprintf(out, "%s =\n", key.text);
         });
     }
 }
@@ -318,7 +343,7 @@ void ZPCategoryBasedCache_5_1::lines(ZArrayList_5_1& records) const {
     };
     appendAll(content().preamble.first());
     for (ZPKVList_5_1* stanza = content().firstStanza; stanza; stanza = stanza->nextStanza) {
-        if (stanza->hasHead) append(ZPropLine_5_1::head, stanza->name());
+        if (stanza->hasHead) append(ZPropLine_5_1::head, stanza->nameChars());
         appendAll(stanza->firstLine());
     }
 }
@@ -333,15 +358,16 @@ void ZPCategoryBasedCache_5_1::forgetItem(char const* stanza, char const* key) {
 void ZPCategoryBasedCache_5_1::setValue(ZPKVList_5_1& stanza, PropKey& key, char const* value,
                                         int obfuscated) {
     if (!value) value = "";
+    bool const addsItem = obfuscated && *value;  // the value may be one of those that go
     bool const hadObfuscated = key.count(true) != 0;
     if (obfuscated) {
         key.setObfuscated(value);
     } else {
         key.setPlain(value, std::strlen(value));
     }
-    if (hadObfuscated) forgetItem(stanza.name(), key.text);
-    if (obfuscated && *value) {
-        ZObfuscatedItem_5_1 const item(stanza.name(), key.text);
+    if (hadObfuscated) forgetItem(stanza.nameChars(), key.text);
+    if (addsItem) {
+        ZObfuscatedItem_5_1 const item(stanza.nameChars(), key.text);
         content_->obfuscatedItems.add(&item);
     }
 }
@@ -375,7 +401,7 @@ void ZPCategoryBasedCache_5_1::add(char const* stanza, char const* key, char con
 }
 
 void ZPCategoryBasedCache_5_1::erase(ZPKVList_5_1& stanza, PropKey& key) {
-    if (key.count(true)) forgetItem(stanza.name(), key.text);
+    if (key.count(true)) forgetItem(stanza.nameChars(), key.text);
     ++removals_;
     stanza.erase(key);
 }
@@ -397,22 +423,20 @@ void ZPCategoryBasedCache_5_1::addLine(char const* stanza, char const* key, char
     ZPKVList_5_1& found = addStanzaLine(stanza);
     if (!key) return;
     PropKey& target = keyFor(found, key);
-    setValue(found, target, value, obfuscated);
-    // A key that came from the database has no line yet; without one a plain value would be lost.
+    // A key that came from the database has no line either; without one a plain value would be lost.
     if (!target.placed) found.place(target);
+    setValue(found, target, value, obfuscated);
 }
 
 void ZPCategoryBasedCache_5_1::delStanzaLine(char const* stanza) {
     ZPKVList_5_1* found = find(stanza);
     if (!found) return;
     found->forEachKey([this, found](PropKey& key) {
-        if (key.count(true)) forgetItem(found->name(), key.text);
+        if (key.count(true)) forgetItem(found->nameChars(), key.text);
     });
     ++removals_;
-    ZPKVList_5_1* const previous = found->previousStanza;
-    ZPKVList_5_1* const next = found->nextStanza;
-    (previous ? previous->nextStanza : content().firstStanza) = next;
-    (next ? next->previousStanza : content().lastStanza) = previous;
+    unlink(*found);
+    content().index.erase(*found);
     ZLCConstString_5_1 const name(stanza);
     content().stanzas.removeEntry(&name);
 }
@@ -451,12 +475,11 @@ void ZPCategoryBasedCache_5_1::addLineComment(char const* stanza, char const* ke
     ZPKVList_5_1& found = *find(stanza);
     PropKey& target = *found.find(key);
     if (!target.placed) return;  // no line to stand above
-    PropText comment = copyOf(text);
     PropLine* above = target.previous;
     if (!above || above->type == ZPropLine_5_1::key) {
         above = &found.addLine(ZPropLine_5_1::blank, PropText(), above);
     }
-    found.addLine(ZPropLine_5_1::comment, comment, above);
+    found.addLine(ZPropLine_5_1::comment, copyOf(text), above);
 }
 
 // ---- the one-name forms ----

@@ -6,13 +6,13 @@
 //
 // A file is a list of lines. Those before the first stanza head are the preamble; each stanza
 // (ZPKVList.h) has those from its head to the next one, so a stanza that goes takes its comments
-// with it. The stanza map finds stanzas by name and settles the order in which they are listed.
+// with it. The stanza map settles the order in which stanzas are listed, an index finds them.
 //
-// 1. Stanzas of the map and stanzas of the file (firstStanza on) are the same.
-// 2. A stanza without a head was made for a database entry; it gets blank line and head when
-//    something is to be written into it.
-// 3. Whatever a caller can still hold dies only in remove, delLine, delStanzaLine and clear, each
-//    of which raises removals(): who kept a list looks there before using it.
+// 1. Stanzas of the map, of the index and of the file (firstStanza on) are the same.
+// 2. A stanza without a head was made for a database entry; it goes to the end and gets blank line
+//    and head when something is to be written into it.
+// 3. Lists that a caller can hold die only in remove, delLine, delStanzaLine, clear, takeContent
+//    and putContent, each of which raises removals(): who kept a list looks there before using it.
 #ifndef Z_ZPROPERTIESIMPL_H
 #define Z_ZPROPERTIESIMPL_H
 
@@ -89,6 +89,7 @@ public:
     virtual void set(char const* name, char const* value) = 0;
     virtual void setObfuscated(char const* stanza, char const* key, char const* value) = 0;
     virtual void setObfuscated(char const* name, char const* value) = 0;
+    // The key with its line.
     virtual void remove(char const* stanza, char const* key) = 0;
     virtual void remove(char const* name) = 0;
     virtual int countValues(char const* name) const = 0;
@@ -127,10 +128,19 @@ public:
     // "stanza.key", or the stanza alone for a null key.
     virtual void makeKey(ZLCString_5_1& out, char const* stanza, char const* key) const;
 
-    // What the engine needs beyond: the first value without a list being made for it (null: none),
-    virtual char const* firstValue(char const* stanza, char const* key) const = 0;
-    // copies of all values without the same, appended,
-    virtual void copyValues(char const* stanza, char const* key, ZArrayList_5_1& out) const = 0;
+    // What the engine needs beyond: whether the key holds values, and which,
+    enum class Held { none, plain, obfuscated };
+    virtual Held held(char const* stanza, char const* key) const = 0;
+    // the first value without a list being made for it (chars null: none),
+    virtual z_5_1::PropSlice firstValue(char const* stanza, char const* key) const = 0;
+    // all values without the same,
+    struct ValueVisitor {
+        virtual void visit(char const* value) = 0;
+
+    protected:
+        ~ValueVisitor() = default;
+    };
+    virtual void visitValues(char const* stanza, char const* key, ValueVisitor& visitor) const = 0;
     // and each key of a stanza with its first value (null: none), in listing order.
     struct KeyVisitor {
         virtual void visit(char const* key, char const* firstValue) = 0;
@@ -217,8 +227,9 @@ public:
     void addFileComment(char const* text) override;
     void addLineComment(char const* name, char const* text) override;
     void addLineComment(char const* stanza, char const* key, char const* text) override;
-    char const* firstValue(char const* stanza, char const* key) const override;
-    void copyValues(char const* stanza, char const* key, ZArrayList_5_1& out) const override;
+    Held held(char const* stanza, char const* key) const override;
+    z_5_1::PropSlice firstValue(char const* stanza, char const* key) const override;
+    void visitValues(char const* stanza, char const* key, ValueVisitor& visitor) const override;
     void visitKeys(char const* stanza, KeyVisitor& visitor) const override;
 
     // The stanza with head and blank line before it, made when absent.
@@ -253,7 +264,8 @@ protected:
         std::vector<std::unique_ptr<char, void (*)(void*)>> texts;  // of the files read
         z_5_1::PropLinePool pool;
         z_5_1::PropLineList preamble;
-        ZHashKeyMap_5_1 stanzas;  // name -> ZPKVList_5_1, owned
+        ZHashKeyMap_5_1 stanzas;  // name -> ZPKVList_5_1, owned; settles the listing order
+        z_5_1::NameIndex<ZPKVList_5_1> index;  // the same, to find them by
         ZPKVList_5_1* firstStanza = nullptr;
         ZPKVList_5_1* lastStanza = nullptr;
     };
@@ -270,6 +282,8 @@ protected:
 private:
     ZPKVList_5_1& stanzaFor(char const* stanza);
     PropKey& keyFor(ZPKVList_5_1& stanza, char const* key);
+    void link(ZPKVList_5_1& stanza);
+    void unlink(ZPKVList_5_1& stanza);
     void makeHead(ZPKVList_5_1& stanza);
     void setValue(ZPKVList_5_1& stanza, PropKey& key, char const* value, int obfuscated);
     void forgetItem(char const* stanza, char const* key);

@@ -1,5 +1,7 @@
 // ZPropertiesIterator: walks over keys and values, and the shared instances of a factory.
 // Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
+#include <algorithm>
+
 #include "ZException.h"
 #include "ZProperties.h"
 #include "ZPropertiesImpl.h"
@@ -24,7 +26,7 @@ ZLCString_5_1* stringAt(ZArrayList_5_1 const* list, int index) {
 
 ZPropertiesIterator_5_1::ZPropertiesIterator_5_1(ZProperties_5_1& properties, char const* stanza)
     : stanza_(stanza), properties_(&properties), hold_(properties.lockObject()) {
-    if (!stanza) z_5_1::raise(unit, ZInvalidParameterException_5_1());
+    z_5_1::requireName(unit, stanza);
     names_ = properties.store_->getNames(stanza);
     generation_ = properties.store_->removals();
 }
@@ -110,7 +112,8 @@ ZAbstractPropertyValuesIterator_5_1::ZAbstractPropertyValuesIterator_5_1(
       key_(key),
       type_(type),
       valtype_(valtype) {
-    z_5_1::requireThat(stanza && key, unit, __LINE__);
+    z_5_1::requireName(unit, stanza);
+    z_5_1::requireName(unit, key);
     z_5_1::requireThat(type == ZPropLCString || type == ZPropUTF8String, unit, __LINE__);
     z_5_1::requireThat(valtype >= ANY && valtype <= OBFUSCATED, unit, __LINE__);
     ZPCache_5_1 const& store = *properties.store_;
@@ -194,17 +197,18 @@ void ZAbstractPropertyValuesIterator_5_1::changeValue(char const* value) {
 
 void ZAbstractPropertyValuesIterator_5_1::addValue(char const* value) {
     ZLCString_5_1 const text = accepted(value);
-    if (valueCount() > 0) {
-        values_->add(static_cast<unsigned int>(index_ + 1), &text);
-        ++index_;
+    if (int const count = valueCount()) {
+        // Values may have gone behind the iterator's back: it never inserts past the end.
+        index_ = std::min(index_ + 1, count);
+        values_->add(static_cast<unsigned int>(index_), &text);
     } else {
         properties_->setValue(stanza_.getChars(), key_.getChars(), text.getChars(),
                               valtype_ == OBFUSCATED);
-        ++index_;
         if (!values_) {
             values_ = properties_->store_->get(stanza_.getChars(), key_.getChars(),
                                                static_cast<ZPCache_5_1::get_type_e>(valtype_));
         }
+        index_ = valueCount() - 1;  // an empty value is none to stand on
     }
     properties_->setModified();
 }
@@ -239,6 +243,7 @@ void ZProperties_5_1::reloadIfNeeded(char const* file, int force) {
     bool const due = force || (!isModified() && z_5_1::checkAndSetTimeStamp(file, time));
     if (!due) return;
     ZResourceLock_5_1 hold(lockObject());
+    if (!force && isModified()) return;  // changed while this thread waited for the lock
     fileTime_ = time;
     std::unique_ptr<ZPCache_5_1::Content> former = store_->takeContent();
     try {
@@ -261,6 +266,7 @@ ZProperties_5_1* ZProperties_5_1::getPropertiesFor(char const* file,
         return known;
     }
     std::unique_ptr<ZProperties_5_1> fresh(factory.makePropertiesInstance());
+    z_5_1::requireThat(fresh != nullptr, unit, __LINE__);
     fresh->load(file);
     auto key = std::make_unique<ZLCString_5_1>(file);
     factory.instances_.putEntryNoCopy(key.get(), fresh.get());

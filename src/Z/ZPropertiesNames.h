@@ -24,17 +24,18 @@ inline void requireName(char const* unit, char const* name, int line = __builtin
 // For what may enter the file: no line end, no "]" in a stanza; no line end, no "=", no outer white
 // space, no "#" or "[" at the beginning of a key.
 inline void requireNewStanza(char const* unit, char const* stanza, int line = __builtin_LINE()) {
-    requireThat(!stanza[std::strcspn(stanza, "\n]")], unit, line);
+    while (*stanza && *stanza != '\n' && *stanza != ']') ++stanza;
+    requireThat(!*stanza, unit, line);
 }
 
 inline void requireNewNames(char const* unit, char const* stanza, char const* key,
                             int line = __builtin_LINE()) {
     requireNewStanza(unit, stanza, line);
     auto isSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
-    std::size_t const length = std::strcspn(key, "\n=");
-    requireThat(!key[length] && *key != '#' && *key != '[' && !isSpace(*key) &&
-                    !isSpace(key[length - 1]),
-                unit, line);
+    requireThat(*key != '#' && *key != '[' && !isSpace(*key), unit, line);
+    char const* end = key;
+    while (*end && *end != '\n' && *end != '=') ++end;
+    requireThat(!*end && !isSpace(end[-1]), unit, line);
 }
 
 // For comments and plain values; null is no text.

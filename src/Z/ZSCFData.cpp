@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -38,6 +39,9 @@ void resize(Block& block, std::size_t size) {
 Block readAll(char const* file, std::FILE* in, std::size_t& size) {
     struct stat status;
     bool const sized = fstat(fileno(in), &status) == 0 && status.st_size > 0;
+    if (sized && static_cast<unsigned long long>(status.st_size) > SIZE_MAX / 4) {
+        z_5_1::raise(unit, ZOutOfMemoryException_5_1());
+    }
     std::size_t room = sized ? static_cast<std::size_t>(status.st_size) + 1 : readStep;
     Block block(nullptr, std::free);
     resize(block, room + 1);
@@ -46,6 +50,7 @@ Block readAll(char const* file, std::FILE* in, std::size_t& size) {
         size += std::fread(block.get() + size, 1, room - size, in);
         if (size < room) break;
         room += std::max(room / 2, readStep);
+        if (room > SIZE_MAX / 2) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
         resize(block, room + 1);
     }
     if (std::ferror(in)) {
@@ -102,11 +107,8 @@ private:
         auto* bracket = static_cast<char*>(
             std::memchr(name, ']', static_cast<std::size_t>(last - name)));
         if (!bracket) invalid(first, last);
-        *bracket = '\0';
-        if (store_.find(name)) {
-            *bracket = ']';
-            invalid(first, last);
-        }
+        auto const length = static_cast<std::size_t>(bracket - name);
+        if (store_.content().index.find(name, length)) invalid(first, last);
         stanza_ = &store_.appendStanza(slice(name, bracket));
         stanza_->hasHead = true;
         namesDatabase_ = std::strcmp(name, z_5_1::databaseStanza) == 0;
@@ -237,10 +239,10 @@ void ZSCFData_5_1::be_write(char const*, std::FILE* stream) {
     putLines(out, content().preamble.first(), nullptr);
     for (ZPKVList_5_1* stanza = content().firstStanza; stanza; stanza = stanza->nextStanza) {
         bool const omits =
-            omitDatabaseKey_ && std::strcmp(stanza->name(), z_5_1::databaseStanza) == 0;
+            omitDatabaseKey_ && std::strcmp(stanza->nameChars(), z_5_1::databaseStanza) == 0;
         if (stanza->hasHead) {
             out.put("[");
-            out.put(stanza->name(), std::strlen(stanza->name()));
+            out.put(stanza->nameChars(), stanza->nameLength());
             out.put("]\n");
         }
         putLines(out, stanza->firstLine(), omits ? z_5_1::databaseKey : nullptr);

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <unordered_set>
 
 #include "ZException.h"
@@ -16,6 +17,11 @@
 #ifdef __i386__
 static_assert(sizeof(ZStzFileItem_5_1) == 24, "layout of a request");
 #endif
+
+static_assert(std::is_convertible<ZStanzaFileProperties_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZPropertiesKVList_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZKVEntry_5_1*, ZObject_5_1*>::value,
+              "one way up to the root");
 
 namespace {
 
@@ -119,15 +125,17 @@ ZProperties_5_1* ZStanzaFileProperties_5_1::ZStanzaFilePropertiesFactory::makePr
 }
 
 void ZStanzaFileProperties_5_1::init() {
-    // No exception may leave a once-routine: without memory the factory stays missing.
-    try {
-        if (!stanzaFactory) stanzaFactory = new ZStanzaFilePropertiesFactory;
-    }
-    Z_CATCH_ALL {}
+    pthread_once(&factoryOnce, [] {
+        // No exception may leave a once-routine: without memory the factory stays missing.
+        try {
+            stanzaFactory = new ZStanzaFilePropertiesFactory;
+        }
+        Z_CATCH_ALL {}
+    });
 }
 
 ZAbstractPropertiesFactory_5_1& ZStanzaFileProperties_5_1::getFactory() {
-    pthread_once(&factoryOnce, init);
+    init();
     if (!stanzaFactory) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
     return *stanzaFactory;
 }
@@ -191,16 +199,19 @@ void ZStanzaFileProperties_5_1::addValues(char const* stanza, char const* key,
     requireName(unit, key);
     z_5_1::requireNewNames(unit, stanza, key);
     requireThat(values.size() != 0, unit, __LINE__);
+    for (unsigned int i = 0; i < values.size(); ++i) {
+        auto const* value = static_cast<ZAbstractString_5_1 const*>(values.get(i));
+        requireThat(value != nullptr, unit, __LINE__);
+        if (!obfuscated) z_5_1::requireOneLine(unit, value->getChars());
+    }
     ZStanzaValueIterator_5_1 present(*this, stanza, key, ZPropLCString,
                                      obfuscated ? ZStanzaValueIterator_5_1::OBFUSCATED
                                                 : ZStanzaValueIterator_5_1::PLAIN);
     bool const fresh = present.valueCount() == 0;
     std::unordered_set<std::string> added;
     for (unsigned int i = 0; i < values.size(); ++i) {
-        auto const* value = static_cast<ZAbstractString_5_1 const*>(values.get(i));
-        requireThat(value != nullptr, unit, __LINE__);
         ZLCString_5_1 text;
-        text.setChars(*value);
+        text.setChars(*static_cast<ZAbstractString_5_1 const*>(values.get(i)));
         if (fresh && !added.insert(text.getChars()).second) continue;
         bool found = false;
         while (!found && present.hasMore()) found = *present.nextValue() == text;
@@ -226,10 +237,11 @@ private:
 
 void ZStanzaFileProperties_5_1::getStanza(char const* stanza, ZPropertiesKVList_5_1& list) {
     requireName(unit, stanza);
+    ZLCString_5_1 const name(stanza);  // it may be a string of the list
     list.clear();
     ZResourceLock_5_1 hold(lockObject());
     PairsOf pairs(list);
-    store_->visitKeys(stanza, pairs);
+    store_->visitKeys(name.getChars(), pairs);
 }
 
 void ZStanzaFileProperties_5_1::getItems(ZStzFileItem_5_1* items, int count) {
@@ -293,10 +305,10 @@ void ZStanzaFileProperties_5_1::addStanzaComment(char const* stanza, char const*
     requireName(unit, stanza);
     requireName(unit, text);
     z_5_1::requireNewStanza(unit, stanza);
-    ZLCString_5_1 comment(text);
-    checkComment(comment);
-    z_5_1::requireOneLine(unit, comment.getChars());
     changeQuietly([&] {
+        ZLCString_5_1 comment(text);
+        checkComment(comment);
+        z_5_1::requireOneLine(unit, comment.getChars());
         static_cast<ZSCFData_5_1*>(store_)->addStanzaComment(stanza, comment.getChars());
     });
 }

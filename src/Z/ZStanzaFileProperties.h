@@ -9,6 +9,7 @@
 #ifndef Z_ZSTANZAFILEPROPERTIES_H
 #define Z_ZSTANZAFILEPROPERTIES_H
 
+#include <cstdint>
 #include <memory>
 
 #include "ZProperties.h"
@@ -57,18 +58,15 @@ struct ZStzFileItem_5_1 {
     // The default of a request: a number or a text, as its type needs.
     class Default {
     public:
-        Default() : number_(0) {}
-        Default(int number) : number_(static_cast<unsigned int>(number)) {}
-        Default(unsigned int number) : number_(number) {}
-        Default(char const* text) : text_(text) {}
-        unsigned int number() const { return number_; }
-        char const* text() const { return text_; }
+        Default() : bits_(0) {}
+        Default(int number) : bits_(static_cast<unsigned int>(number)) {}
+        Default(unsigned int number) : bits_(number) {}
+        Default(char const* text) : bits_(reinterpret_cast<std::uintptr_t>(text)) {}
+        unsigned int number() const { return static_cast<unsigned int>(bits_); }
+        char const* text() const { return reinterpret_cast<char const*>(bits_); }  // 0: null
 
     private:
-        union {
-            unsigned int number_;
-            char const* text_;
-        };
+        std::uintptr_t bits_;
     };
 
     // What `result` points to, and the getter that fills it.
@@ -102,11 +100,11 @@ public:
 
     // The factory of layout-keeping instances for getPropertiesFor, one for the process.
     static ZAbstractPropertiesFactory_5_1& getFactory();
-    // Makes the factory; called once by getFactory().
+    // Makes the factory unless it is there; getFactory() calls it.
     static void init();
 
     // Adds a value after those that the key has, unless it is among them; makes stanza and key when
-    // needed. Values are required and not empty of pointer: null is ZInvalidParameterException_5_1.
+    // needed. A null is ZInvalidParameterException_5_1; an empty value makes a key without values.
     virtual void addValue(char const* stanza, char const* key, char const* value, int obfuscated);
     virtual void addValue(char const* stanza, char const* key, ZLCString_5_1 const& value,
                           int obfuscated);

@@ -15,6 +15,9 @@
 
 namespace z_5_1 {
 
+// The English text of a message code, null for a code that has none (in ZMessage.cpp).
+char const* defaultText(unsigned long code) noexcept;
+
 // Throws `exception` as raised in `unit` ("src/Z/<Unit>") at `line`.
 template <class Exception>
 [[noreturn]] void raiseAt(char const* unit, int line, Exception exception) {

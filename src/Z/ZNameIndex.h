@@ -1,0 +1,129 @@
+// ZNameIndex: finds the node of a name, for the keys of a stanza and the stanzas of a file.
+// Subsystem: properties, layer 4. Test: tests/ZPropertiesImpl_test.cpp
+//
+// Internal. Open addressing over nodes that somebody else owns and that tell their nameChars() and
+// nameLength(). A slot holds the hash beside the node, so a probe looks at no node whose hash
+// differs. The index decides no order that anybody sees.
+#ifndef Z_ZNAMEINDEX_H
+#define Z_ZNAMEINDEX_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+namespace z_5_1 {
+
+// Mixes eight bytes at a time. It never leaves the process.
+inline std::uint32_t hashName(char const* chars, std::size_t length) {
+    constexpr std::uint64_t factor = 0x9E3779B97F4A7C15u;
+    std::uint64_t hash = length * factor;
+    auto mix = [&hash](std::uint64_t word) {
+        hash = (hash ^ word) * factor;
+        hash ^= hash >> 32;
+    };
+    for (; length >= 8; chars += 8, length -= 8) {
+        std::uint64_t word;
+        std::memcpy(&word, chars, 8);
+        mix(word);
+    }
+    if (length >= 4) {
+        std::uint32_t low, high;
+        std::memcpy(&low, chars, 4);
+        std::memcpy(&high, chars + length - 4, 4);
+        mix(low | static_cast<std::uint64_t>(high) << 32);
+    } else if (length) {
+        auto byte = [chars](std::size_t i) {
+            return static_cast<std::uint64_t>(static_cast<unsigned char>(chars[i]));
+        };
+        mix(byte(0) | byte(length / 2) << 8 | byte(length - 1) << 16);
+    }
+    return static_cast<std::uint32_t>(hash ^ hash >> 29);
+}
+
+template <class Node>
+class NameIndex {
+public:
+    Node* find(char const* name, std::size_t length) const {
+        if (!slots_) return nullptr;
+        std::uint32_t const hash = hashName(name, length);
+        for (std::uint32_t at = hash & mask_; slots_[at].node; at = (at + 1) & mask_) {
+            Node* node = slots_[at].node;
+            if (slots_[at].hash == hash && node->nameLength() == length &&
+                std::memcmp(node->nameChars(), name, length) == 0) {
+                return node;
+            }
+        }
+        return nullptr;
+    }
+
+    // Makes room for one more node, so that the next insert() cannot fail.
+    void reserveOne() {
+        if (count_ >= mask_ - mask_ / 4) grow();
+    }
+    // The name must not be there, and stay as it is until erase().
+    void insert(Node& node) noexcept {
+        put({&node, hashName(node.nameChars(), node.nameLength())});
+        ++count_;
+    }
+    // The node must be there.
+    void erase(Node& node) noexcept {
+        std::uint32_t gap = hashName(node.nameChars(), node.nameLength()) & mask_;
+        while (slots_[gap].node != &node) gap = (gap + 1) & mask_;
+        // Pull back what was pushed on by the slot that falls empty.
+        for (std::uint32_t at = (gap + 1) & mask_; slots_[at].node; at = (at + 1) & mask_) {
+            std::uint32_t const wanted = slots_[at].hash & mask_;
+            if (((at - wanted) & mask_) >= ((at - gap) & mask_)) {
+                slots_[gap] = slots_[at];
+                gap = at;
+            }
+        }
+        slots_[gap] = Slot();
+        --count_;
+    }
+
+    std::uint32_t count() const { return count_; }
+
+    template <class Visit>
+    void forEach(Visit visit) const {
+        if (!slots_) return;
+        for (std::uint32_t at = 0; at <= mask_; ++at) {
+            if (slots_[at].node) visit(*slots_[at].node);
+        }
+    }
+
+private:
+    struct Slot {
+        Node* node = nullptr;
+        std::uint32_t hash = 0;
+    };
+
+    void put(Slot slot) noexcept {
+        std::uint32_t at = slot.hash & mask_;
+        while (slots_[at].node) at = (at + 1) & mask_;
+        slots_[at] = slot;
+    }
+
+    void grow() {
+        std::uint32_t const former = slots_ ? mask_ + 1 : 0;
+        std::uint32_t const size = std::max(firstSize, former * 2);
+        std::unique_ptr<Slot[]> const old =
+            std::exchange(slots_, std::unique_ptr<Slot[]>(new Slot[size]));
+        mask_ = size - 1;
+        for (std::uint32_t at = 0; at < former; ++at) {
+            if (old[at].node) put(old[at]);
+        }
+    }
+
+    static constexpr std::uint32_t firstSize = 8;
+
+    std::unique_ptr<Slot[]> slots_;  // a power of two, at most 3/4 full
+    std::uint32_t mask_ = 0;         // slots - 1; 0 without slots
+    std::uint32_t count_ = 0;
+};
+
+}  // namespace z_5_1
+
+#endif
