@@ -1,11 +1,9 @@
 // ZTISUTF8Converter_test: conversions into buffers, unknown codesets, a missing environment.
 // Subsystem: strings, layer 1. Test: tests/ZTISUTF8Converter_test.cpp
 #include <Z/ZBuffer.h>
-#include <Z/ZException.h>
 #include <Z/ZTISUTF8Converter.h>
 
-#include <thread>
-
+#include "Strings.h"
 #include "ZTest.h"
 
 namespace {
@@ -19,17 +17,13 @@ std::string content(ZBuffer_5_1 const& buffer) {
 
 TEST(ZTISUTF8Converter, ConvertsWithTheTerminator) {
     struct {
-        char const* codeset;
-        char const* local;
-        char const* utf8;
-    } const rows[] = {
-        {"ISO-8859-1", "\xE9", "\xC3\xA9"},
-        {"EUC-JP", "a\xC6\xFC", "a\xE6\x97\xA5"},
-        {"UTF8", "a\xE6\x97\xA5", "a\xE6\x97\xA5"},
-        {"no such codeset", "ascii", "ascii"},
-        {"", "", ""},
-        {"ISO-8859-1", nullptr, nullptr},
-    };
+        char const *codeset, *local, *utf8;
+    } const rows[] = {{"ISO-8859-1", "\xE9", "\xC3\xA9"},
+                      {"EUC-JP", "a\xC6\xFC", "a\xE6\x97\xA5"},
+                      {"UTF8", "a\xE6\x97\xA5", "a\xE6\x97\xA5"},
+                      {"no such codeset", "ascii", "ascii"},
+                      {"", "", ""},
+                      {"ISO-8859-1", nullptr, nullptr}};
     for (auto const& row : rows) {
         ZTISUTF8Converter_5_1 const converter(row.codeset, nullptr);
         EXPECT_TRUE(converter.getLocalCodeSet() == row.codeset);
@@ -63,36 +57,13 @@ TEST(ZTISUTF8Converter, KeepsQuietAboutFailures) {
 TEST(ZTISUTF8Converter, NeedsTheEnvironmentOrADirectory) {
     ZLCString_5_1 const directory(std::getenv("TISDIR"));
     unsetenv("TISDIR");
-    struct {
-        std::function<void()> make;
-        unsigned long line;
-    } const rows[] = {
-        {[] { ZTISUTF8Converter_5_1(); }, 38},
-        {[] { ZTISUTF8Converter_5_1("UTF8", nullptr); }, 58},
-    };
-    for (auto const& row : rows) {
-        ztest::expectThrow<ZNoTISEnvironmentException_5_1>(row.make, [&](auto& e) {
-            EXPECT_STREQ(e.who(), "src/Z/ZTISUTF8Converter");
-            EXPECT_EQ(e.where(), row.line);
-        });
-    }
+    auto const at = [](char const* line) { return std::string("src/Z/ZTISUTF8Converter:") + line; };
+    using Failure = ZNoTISEnvironmentException_5_1;
+    EXPECT_EQ(ztest::thrownAt<Failure>([] { ZTISUTF8Converter_5_1(); }), at("38"));
+    EXPECT_EQ(ztest::thrownAt<Failure>([] { ZTISUTF8Converter_5_1("UTF8", nullptr); }), at("58"));
     ZTISUTF8Converter_5_1 const converter("UTF8", "/anywhere");
     EXPECT_TRUE(converter.getLocalCodeSet() == "UTF8");
     setenv("TISDIR", directory, 1);
-}
-
-TEST(ZTISUTF8Converter, OneForSeveralThreads) {
-    ZTISUTF8Converter_5_1 const converter("EUC-JP", nullptr);
-    auto const work = [&] {
-        for (int n = 0; n < 200; ++n) {
-            ZBuffer_5_1 out;
-            converter.convertToUTF8("\xC6\xFC", out);
-            EXPECT_EQ(content(out), std::string("\xE6\x97\xA5") + '\0');
-        }
-    };
-    std::thread first(work), second(work);
-    first.join();
-    second.join();
 }
 
 }  // namespace
