@@ -17,14 +17,18 @@ namespace {
 pthread_once_t localeOnce = PTHREAD_ONCE_INIT;
 locale_t unicodeLocale = nullptr;
 
-void makeLocale() { unicodeLocale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr); }
+void makeLocale() {
+    unicodeLocale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+}
 
 locale_t unicode() {
     pthread_once(&localeOnce, makeLocale);
     return unicodeLocale;
 }
 
-bool isBetween(CodePoint cp, CodePoint low, CodePoint high) { return cp >= low && cp <= high; }
+bool isBetween(CodePoint cp, CodePoint low, CodePoint high) {
+    return cp >= low && cp <= high;
+}
 
 bool isAsciiInClass(CodePoint cp, CharClass wanted) {
     bool const lower = isBetween(cp, 'a', 'z');

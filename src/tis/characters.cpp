@@ -30,7 +30,9 @@ int lengthAt(tis_cs const* cs, char const* s, int n, CodePoint& cp) {
     return tis::decode(tis::codesetOf(cs), p, static_cast<std::size_t>(n), cp);
 }
 
-int isInClass(tis_wchar wc, CharClass wanted) { return tis::isInClass(wc, wanted) ? 1 : 0; }
+int isInClass(tis_wchar wc, CharClass wanted) {
+    return tis::isInClass(wc, wanted) ? 1 : 0;
+}
 
 }  // namespace
 
@@ -62,9 +64,21 @@ int tis_wctomb(tis_cs const* cs, char* dst, tis_wchar wc) {
     return tis::encode(tis::codesetOf(cs), wc, reinterpret_cast<Byte*>(dst));
 }
 
-int tis_iswalnum(tis_wchar wc) { return isInClass(wc, CharClass::alnum); }
-int tis_iswalpha(tis_wchar wc) { return isInClass(wc, CharClass::alpha); }
-int tis_iswdigit(tis_wchar wc) { return isInClass(wc, CharClass::digit); }
-int tis_iswlower(tis_wchar wc) { return isInClass(wc, CharClass::lower); }
-int tis_iswspace(tis_wchar wc) { return isInClass(wc, CharClass::space); }
-int tis_iswupper(tis_wchar wc) { return isInClass(wc, CharClass::upper); }
+int tis_iswalnum(tis_wchar wc) {
+    return isInClass(wc, CharClass::alnum);
+}
+int tis_iswalpha(tis_wchar wc) {
+    return isInClass(wc, CharClass::alpha);
+}
+int tis_iswdigit(tis_wchar wc) {
+    return isInClass(wc, CharClass::digit);
+}
+int tis_iswlower(tis_wchar wc) {
+    return isInClass(wc, CharClass::lower);
+}
+int tis_iswspace(tis_wchar wc) {
+    return isInClass(wc, CharClass::space);
+}
+int tis_iswupper(tis_wchar wc) {
+    return isInClass(wc, CharClass::upper);
+}

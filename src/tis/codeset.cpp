@@ -43,8 +43,8 @@ bool normalise(char const* name, char (&out)[Codeset::maxName + 1]) {
 bool learnByte(Codeset& cs, unsigned b, Probe const& found) {
     bool const ascii = b < 0x80;
     bool const itself = found.outcome == Probe::one && found.cp == b;
-    if (found.outcome == Probe::nothing) return false;                  // shifts
-    if (found.outcome == Probe::incomplete && ascii) return false;      // shifts, or wide units
+    if (found.outcome == Probe::nothing) return false;              // shifts
+    if (found.outcome == Probe::incomplete && ascii) return false;  // shifts, or wide units
     if (!itself && (b == 0 || isLetterOrDigit(b))) return false;
     cs.first[b] = cellOf(found);
     if (found.outcome == Probe::incomplete) cs.kind = Kind::multiByte;
@@ -61,7 +61,7 @@ bool isUtf8(iconv_t decoder) {
 }
 
 bool learn(Codeset& cs) {
-    OwnConverter const decoder(codePoints, cs.name);
+    OwnConverter decoder(codePoints, cs.name);
     if (!isOpen(decoder.get())) return false;
     for (unsigned b = 0; b < 256; ++b) {
         Byte const byte = static_cast<Byte>(b);
@@ -69,7 +69,9 @@ bool learn(Codeset& cs) {
     }
     if (cs.composing) cs.asciiIdentity = false;
     if (cs.kind == Kind::multiByte && isUtf8(decoder.get())) cs.kind = Kind::utf8;
-    return cs.kind != Kind::singleByte || fillSingleByteTables(cs);
+    if (cs.kind == Kind::singleByte && !fillSingleByteTables(cs)) return false;
+    cs.keeper = decoder.release();
+    return true;
 }
 
 Codeset* makeCodeset(char const* name) {

@@ -37,7 +37,9 @@ constexpr Cell cellLead = 0xD800;     // the beginning of a longer character
 constexpr Cell cellAstral = 0xD801;   // one code point outside the BMP
 constexpr Cell cellSeveral = 0xD802;  // several code points
 
-inline bool isCharacter(Cell cell) { return cell != cellNone && !isSurrogate(cell); }
+inline bool isCharacter(Cell cell) {
+    return cell != cellNone && !isSurrogate(cell);
+}
 
 // "Code points" of units that have none of their own, in their order above all others.
 constexpr CodePoint severalBase = 0x01000000;  // | the bytes
@@ -85,10 +87,13 @@ struct Codeset {
     Cell first[256] = {};
     // Of single-byte codesets that do not compose:
     Packed packed[256] = {};      // by byte
-    Page const* pages[256] = {};   // by the high byte of a code point; never null
+    Page const* pages[256] = {};  // by the high byte of a code point; never null
     // Of multibyte codesets, made when first needed; null until then and when memory is out:
     mutable std::atomic<PairTable const*> pairs{nullptr};
     mutable std::atomic<std::uint16_t const*> codes{nullptr};  // by code point; 0: not in the table
+    // An open converter. While there is one the C library keeps the codeset's module, instead of
+    // unloading and loading it as threads come and go.
+    void* keeper = nullptr;
     Codeset const* next = nullptr;
 };
 

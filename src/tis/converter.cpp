@@ -37,7 +37,9 @@ void closeAll(void* first) {
     }
 }
 
-void makeKey() { haveKey = pthread_key_create(&key, closeAll) == 0; }
+void makeKey() {
+    haveKey = pthread_key_create(&key, closeAll) == 0;
+}
 
 Entry* entryOf(Codeset const& cs) {
     pthread_once(&keyOnce, makeKey);
@@ -115,7 +117,9 @@ bool encodeBlock(iconv_t encoder, CodePoint const* block, std::size_t count, Tar
 }
 
 // Most converters drop the tag characters of plane 14 silently instead of refusing them.
-bool isTag(CodePoint cp) { return cp >> 7 == 0xE0000 >> 7; }
+bool isTag(CodePoint cp) {
+    return cp >> 7 == 0xE0000 >> 7;
+}
 
 // Fills a block from UTF-8; a tag gets a block of its own. The number of code points, or -1.
 int readBlock(Source& from, CodePoint* block) {

@@ -9,6 +9,8 @@
 
 #include <iconv.h>
 
+#include <utility>
+
 #include "codeset.h"
 
 namespace tis {
@@ -16,9 +18,11 @@ namespace tis {
 // The name under which the C library takes and gives code points in the machine's own order.
 constexpr char const codePoints[] = "WCHAR_T";
 
-inline bool isOpen(iconv_t converter) { return converter != reinterpret_cast<iconv_t>(-1); }
+inline bool isOpen(iconv_t converter) {
+    return converter != reinterpret_cast<iconv_t>(-1);
+}
 
-// Closes at the end of its scope.
+// Closes at the end of its scope, unless released.
 class OwnConverter {
 public:
     OwnConverter(char const* to, char const* from) : converter_(iconv_open(to, from)) {}
@@ -28,6 +32,7 @@ public:
     OwnConverter(OwnConverter const&) = delete;
     OwnConverter& operator=(OwnConverter const&) = delete;
     iconv_t get() const { return converter_; }
+    iconv_t release() { return std::exchange(converter_, reinterpret_cast<iconv_t>(-1)); }
 
 private:
     iconv_t converter_;

@@ -52,7 +52,9 @@ int tis_os_lang_name(char* out, int size) {
     return copyName(setlocale(LC_CTYPE, nullptr), out, size);
 }
 
-int tis_os_cs_name(char* out, int size) { return copyName(nl_langinfo(CODESET), out, size); }
+int tis_os_cs_name(char* out, int size) {
+    return copyName(nl_langinfo(CODESET), out, size);
+}
 
 int tis_canonical_loc(char const* name, char* out, int size) {
     if (name == nullptr || *name == 0) return -1;
@@ -72,7 +74,9 @@ tis_cs* tis_cs_new(char const* name) {
     return handle;
 }
 
-void tis_cs_free(tis_cs* cs) { std::free(cs); }
+void tis_cs_free(tis_cs* cs) {
+    std::free(cs);
+}
 
 char* tis_strptime(tis_cs const*, char const* s, char const* fmt, struct tm* out) {
     if (s == nullptr || fmt == nullptr || out == nullptr) return nullptr;

@@ -175,8 +175,7 @@ bool multibyteToUtf8(Codeset const& cs, Source from, Target& to) {
         if (isCharacter(cell) || *from.at == 0) {
             if (!putUtf8(out, cell)) return false;
             from.at += length;
-        } else if (cell == cellNone ||
-                   !handOver(decodeByConverter, cs, from, out, Extent::block)) {
+        } else if (cell == cellNone || !handOver(decodeByConverter, cs, from, out, Extent::block)) {
             return false;
         }
     }

@@ -14,17 +14,21 @@
 #include "tis.h"
 
 using tis::Byte;
-using tis::Codeset;
 using tis::CodePoint;
+using tis::Codeset;
 using tis::codesetOf;
 using tis::Kind;
 
 namespace {
 
-Byte const* bytesOf(char const* s) { return reinterpret_cast<Byte const*>(s); }
+Byte const* bytesOf(char const* s) {
+    return reinterpret_cast<Byte const*>(s);
+}
 
 // The C library's way of handing back a part of a constant string.
-char* asMutable(char const* s) { return const_cast<char*>(s); }
+char* asMutable(char const* s) {
+    return const_cast<char*>(s);
+}
 
 unsigned unitLength(Codeset const& cs, char const* s) {
     CodePoint cp;
@@ -40,7 +44,9 @@ bool isByteWise(Codeset const& cs, char const* ascii) {
     return cs.kind == Kind::singleByte || (cs.kind == Kind::utf8 && isAscii(ascii));
 }
 
-int asInt(std::size_t length) { return length > INT_MAX ? INT_MAX : static_cast<int>(length); }
+int asInt(std::size_t length) {
+    return length > INT_MAX ? INT_MAX : static_cast<int>(length);
+}
 
 // ---- Sets of characters ----
 
@@ -282,9 +288,13 @@ char* tis_strncat(tis_cs const* cs, char* dst, char const* src, int n) {
     return dst;
 }
 
-char* tis_strlower(tis_cs const* cs, char* s) { return changeCase(codesetOf(cs), s, tis::lowerOf); }
+char* tis_strlower(tis_cs const* cs, char* s) {
+    return changeCase(codesetOf(cs), s, tis::lowerOf);
+}
 
-char* tis_strupper(tis_cs const* cs, char* s) { return changeCase(codesetOf(cs), s, tis::upperOf); }
+char* tis_strupper(tis_cs const* cs, char* s) {
+    return changeCase(codesetOf(cs), s, tis::upperOf);
+}
 
 int tis_stricmp(tis_cs const* cs, tis_loc const* loc, char const* s1, char const* s2) {
     return compareFolded(cs, loc, s1, s2, SIZE_MAX);

@@ -34,9 +34,13 @@ inline Word loadWord(Byte const* p) {
     return word;
 }
 
-inline bool isSurrogate(CodePoint cp) { return (cp & 0xFFFFF800u) == 0xD800u; }
+inline bool isSurrogate(CodePoint cp) {
+    return (cp & 0xFFFFF800u) == 0xD800u;
+}
 
-inline bool isContinuation(Byte b) { return (b & 0xC0u) == 0x80u; }
+inline bool isContinuation(Byte b) {
+    return (b & 0xC0u) == 0x80u;
+}
 
 // The length of the character at p, of which `left` >= 1 bytes may be read; -1 if there is none.
 // A byte is read only after the one before it fits, so reading ends at a terminator.

@@ -22,20 +22,21 @@ namespace {
 constexpr std::size_t width = 16;
 
 enum Error : unsigned {
-    tooShort = 1 << 0,       // a lead, then no continuation
-    tooLong = 1 << 1,        // ASCII, then a continuation
-    overlong3 = 1 << 2,      // E0 80 to E0 9F
-    tooLarge = 1 << 3,       // F4 90 and above
-    surrogate = 1 << 4,      // ED A0 and above
-    overlong2 = 1 << 5,      // C0, C1
-    tooLarge1000 = 1 << 6,   // F5 80 and above
-    overlong4 = 1 << 6,      // F0 80 to F0 8F
+    tooShort = 1 << 0,      // a lead, then no continuation
+    tooLong = 1 << 1,       // ASCII, then a continuation
+    overlong3 = 1 << 2,     // E0 80 to E0 9F
+    tooLarge = 1 << 3,      // F4 90 and above
+    surrogate = 1 << 4,     // ED A0 and above
+    overlong2 = 1 << 5,     // C0, C1
+    tooLarge1000 = 1 << 6,  // F5 80 and above
+    overlong4 = 1 << 6,     // F0 80 to F0 8F
     twoContinuations = 1 << 7,
     carry = tooShort | tooLong | twoContinuations,
     large = carry | tooLarge | tooLarge1000,
     anyContinuation = tooLong | overlong2 | twoContinuations,
 };
 
+// clang-format off
 alignas(width) constexpr Byte firstHigh[width] = {
     tooLong, tooLong, tooLong, tooLong, tooLong, tooLong, tooLong, tooLong,
     twoContinuations, twoContinuations, twoContinuations, twoContinuations,
@@ -50,8 +51,9 @@ alignas(width) constexpr Byte secondHigh[width] = {
     anyContinuation | surrogate | tooLarge, anyContinuation | surrogate | tooLarge,
     tooShort, tooShort, tooShort, tooShort};
 // The greatest last bytes of a block whose characters end in it.
-alignas(width) constexpr Byte complete[width] = {255, 255, 255, 255, 255, 255, 255, 255,
-                                                 255, 255, 255, 255, 255, 0xEF, 0xDF, 0xBF};
+alignas(width) constexpr Byte complete[width] = {
+    255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 0xEF, 0xDF, 0xBF};
+// clang-format on
 
 TIS_VECTOR inline __m128i load(Byte const* p) {
     return _mm_loadu_si128(reinterpret_cast<__m128i const*>(p));
@@ -103,7 +105,9 @@ private:
 
 }  // namespace
 
-bool haveVectorCheck() { return __builtin_cpu_supports("ssse3") != 0; }
+bool haveVectorCheck() {
+    return __builtin_cpu_supports("ssse3") != 0;
+}
 
 TIS_VECTOR bool isValidUtf8ByVector(Byte const* p, std::size_t count) {
     Checker checker;
@@ -121,8 +125,12 @@ TIS_VECTOR bool isValidUtf8ByVector(Byte const* p, std::size_t count) {
 
 namespace tis {
 
-bool haveVectorCheck() { return false; }
-bool isValidUtf8ByVector(Byte const*, std::size_t) { return false; }
+bool haveVectorCheck() {
+    return false;
+}
+bool isValidUtf8ByVector(Byte const*, std::size_t) {
+    return false;
+}
 
 }  // namespace tis
 
