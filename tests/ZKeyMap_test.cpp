@@ -1,7 +1,6 @@
 // ZKeyMap_test: the indexed key map against a hash map of plain entries, ownership, null values.
 // Subsystem: collections, layer 3. Test: tests/ZKeyMap_test.cpp
 #include <Z/ZKeyMap.h>
-#include <Z/ZLCString.h>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -14,185 +13,105 @@ using ztest::Number;
 using ztest::Numbers;
 using ztest::show;
 
-static_assert(std::is_convertible_v<ZHashKeyMap_5_1*, ZObject_5_1*>);
-static_assert(std::is_convertible_v<ZKeyEntry_5_1*, ZObject_5_1*>);
-
-std::string keys(ZKeyMap_5_1 const& map) {
-    ZArrayList_5_1 list;
-    map.listKeys(list);
-    return show(list);
+std::string pairs(ZKeyMap_5_1 const& map) {
+    ZArrayList_5_1 keys, values;
+    map.listKeys(keys), map.listObjects(values);
+    return show(keys) + ": " + show(values);
 }
 
-std::string values(ZKeyMap_5_1 const& map) {
-    ZArrayList_5_1 list;
-    map.listObjects(list);
-    return show(list);
+// A ZHashMap_5_1 of entries looks at one after the other.
+std::string pairs(ZHashMap_5_1 const& map) {
+    ZArrayList_5_1 entries, keys, values;
+    map.list(entries);
+    for (unsigned int i = 0; i < entries.size(); ++i) {
+        keys.add(static_cast<ZKeyEntry_5_1*>(entries.get(i))->getKey());
+        values.add(static_cast<ZKeyEntry_5_1*>(entries.get(i))->getValue());
+    }
+    return show(keys) + ": " + show(values);
 }
-
-TEST(ZKeyEntry, IsItsKeyAndRemembersItsHash) {
-    for (int owns : {0, 1}) {
-        Number key(5), same(5), value(1);
-        ZKeyEntry_5_1 const entry(&key, &value, owns), other(&same, nullptr, owns);
-        EXPECT_EQ(entry.getKey() == &key, !owns);
-        EXPECT_EQ(entry.equals(other), 1);
-        EXPECT_EQ(entry.hash(), 5u);
-        EXPECT_EQ(entry.equals(other), 0) << "the other has not hashed yet";
-        std::unique_ptr<ZObject_5_1> const copy(entry.clone());
-        EXPECT_EQ(entry.equals(*copy), 1) << "a copy has the same hash";
-        EXPECT_EQ(static_cast<ZKeyEntry_5_1&>(*copy).getValue() == &value, !owns);
-        EXPECT_EQ(other.compare(entry), 0);
-        EXPECT_LT(ZKeyEntry_5_1(nullptr, nullptr, owns).compare(entry), 0);
-        EXPECT_EQ(ZKeyEntry_5_1(nullptr, nullptr, owns).hash(), 0u);
-    }
-    EXPECT_EQ(Number::live, 0);
-}
-
-// A ZHashMap_5_1 of entries finds by looking at one after the other. The key map must give the same
-// at every step: order of keys and values, presence, replacement.
-struct Pair {
-    explicit Pair(unsigned int capacity, int owns)
-        : map(capacity, owns), plain(capacity, 1), owns_(owns) {}
-
-    void put(Number* key, Number* value, bool noCopy) {
-        if (noCopy && owns_) {
-            map.putEntryNoCopy(key->clone(), value->clone());
-        } else {
-            map.putEntry(key, value);
-        }
-        ZKeyEntry_5_1 entry(key, value, owns_);
-        plain.putEntry(&entry);
-    }
-    void remove(Number* key) {
-        map.removeEntry(key);
-        ZKeyEntry_5_1 entry(key, nullptr, 0);
-        plain.removeEntry(&entry);
-    }
-    void expectSame() const {
-        ZArrayList_5_1 entries, plainKeys, plainValues;
-        plain.list(entries);
-        for (unsigned int i = 0; i < entries.size(); ++i) {
-            plainKeys.add(static_cast<ZKeyEntry_5_1*>(entries.get(i))->getKey());
-            plainValues.add(static_cast<ZKeyEntry_5_1*>(entries.get(i))->getValue());
-        }
-        ASSERT_EQ(keys(map), show(plainKeys));
-        ASSERT_EQ(values(map), show(plainValues));
-        ASSERT_EQ(map.size(), plain.size());
-    }
-
-    ZHashKeyMap_5_1 map;
-    ZHashMap_5_1 plain;
-    int owns_;
-};
 
 TEST(ZHashKeyMap, BehavesAsAScanThroughSmallAndIndexedBuckets) {
-    // With 7 hashes for all keys the table's chains get long; with 3 buckets the buckets do.
     struct {
         unsigned int capacity;
         unsigned long modulus;
         int range;
-    } const rows[] = {
-        {0, 1000003, 30}, {0, 1000003, 1500}, {0, 7, 400}, {10, 1000003, 3000}, {100, 50, 300}};
-    for (auto const& row : rows) {
-        for (int owns : {0, 1}) {
-            Numbers const numbers(row.range, row.modulus), equal(row.range, row.modulus);
-            std::mt19937 random(static_cast<unsigned int>(row.range));
-            auto pair = std::make_unique<Pair>(row.capacity, owns);
-            // Filled, emptied but for a rest, and filled again.
-            for (int step = 0; step < row.range * 6; ++step) {
-                int const n = static_cast<int>(random() % static_cast<unsigned int>(row.range));
-                unsigned int const phase = static_cast<unsigned int>(step / (row.range * 2));
-                Numbers const& source = random() % 2 ? numbers : equal;
-                if (random() % 10 < (phase == 1 ? 1u : 8u)) {
-                    pair->put(source[n], numbers[row.range - 1 - n], random() % 2);
-                } else {
-                    pair->remove(source[n]);
-                }
-                ZKeyEntry_5_1 asked(equal[n], nullptr, 0);
-                ASSERT_EQ(pair->map.contains(equal[n]), pair->plain.contains(&asked));
-                if (step % (row.range / 5) == 0) pair->expectSame();
+    } const rows[] = {{0, 1000003, 30}, {0, 1000003, 1500}, {0, 7, 400}, {10, 1000003, 3000}};
+    for (int test = 0; test < 8; ++test) {
+        auto const& row = rows[test / 2];
+        int const owns = test % 2, range = row.range;
+        Numbers const n(range, row.modulus), equal(range, row.modulus);
+        std::mt19937 random(1);
+        ZHashKeyMap_5_1 map(row.capacity, owns), assigned(3, !owns);
+        ZHashMap_5_1 plain(row.capacity, 1);
+        assigned.putEntry(n[0], n[0]);
+        // Filled, emptied but for a rest, filled again, emptied.
+        for (int step = 0; step < range * 8; ++step) {
+            auto const draw = static_cast<unsigned int>(random());
+            int const k = static_cast<int>(draw % static_cast<unsigned int>(range));
+            ZObject_5_1* const key = (draw & 1 << 20 ? n : equal)[k];
+            ZObject_5_1* const value = n[range - 1 - k];
+            ZKeyEntry_5_1 entry(key, value, owns);
+            unsigned int const puts = step / (range * 2) % 2 == 0 ? 7 : 1;  // of eight
+            if ((draw >> 24) % 8 >= puts) {
+                map.removeEntry(key), plain.removeEntry(&entry);
+            } else if (owns && draw & 1 << 21) {
+                map.putEntryNoCopy(key->clone(), value->clone()), plain.putEntry(&entry);
+            } else {
+                map.putEntry(key, value), plain.putEntry(&entry);
             }
-            pair->expectSame();
-            ZHashKeyMap_5_1 const copy(pair->map);
-            ZHashKeyMap_5_1 assigned(3, !owns);
-            assigned.putEntry(numbers[0], numbers[0]);
-            assigned = pair->map;
-            std::string const all = keys(pair->map);
-            for (int n = 0; n < row.range; ++n) pair->remove(numbers[n]);
-            EXPECT_EQ(keys(pair->map), "");
-            EXPECT_EQ(keys(copy), all);
-            EXPECT_EQ(keys(assigned), all);
-            assigned.removeAll();
-            assigned.putAll(copy), assigned.putAll(assigned);
-            EXPECT_EQ(keys(assigned), all);
-            pair->put(numbers[1], numbers[2], true);
-            pair->expectSame();
+            ASSERT_EQ(map.contains(key), plain.contains(&entry));
+            if (step % (range / 5)) continue;
+            ASSERT_EQ(pairs(map), pairs(plain));
+            ASSERT_EQ(map.size(), plain.size());
+            if (step / range == 5) assigned = map;
         }
+        std::string const all = pairs(assigned);
+        std::unique_ptr<ZObject_5_1> const copy(assigned.clone());
+        for (int k = 0; k < range; ++k) assigned.removeEntry(n[k]);
+        EXPECT_EQ(pairs(assigned), ": ");
+        assigned.putAll(static_cast<ZHashKeyMap_5_1&>(*copy)), assigned.putAll(assigned);
+        EXPECT_EQ(pairs(assigned), all);
+        assigned.removeAll(), assigned.putAll(static_cast<ZHashKeyMap_5_1&>(*copy));
+        EXPECT_EQ(pairs(assigned), all);
     }
     EXPECT_EQ(Number::live, 0);
 }
 
 TEST(ZHashKeyMap, OwnsCopiesOrKeepsPointers) {
     for (int owns : {0, 1}) {
-        Number key(1), sameKey(1), value(2), absent(3);
+        Numbers const n(5), equal(5);
         ZHashKeyMap_5_1 map(10, owns);
-        map.putEntry(&key, &value);
-        EXPECT_EQ(map.getEntry(&key) == &value, !owns);
-        EXPECT_EQ(Number::live, 4 + 2 * owns);
-        map.putEntry(&sameKey, nullptr);
-        EXPECT_EQ(map.getEntry(&key), nullptr);
-        EXPECT_EQ(map.contains(&key), 1);
-        EXPECT_EQ(map.contains(&absent), 0);
-        EXPECT_EQ(Number::live, 4 + owns);
-        ZArrayList_5_1 stored;
-        map.listKeys(stored);
-        EXPECT_EQ(stored.get(0) == &sameKey, !owns) << "the key is replaced as well";
-        map.putEntryNoCopy(stored.get(0), nullptr);
-        map.putEntry(stored.get(0), stored.get(0));
-        map.putEntry(nullptr, &value);
-        EXPECT_EQ(map.contains(nullptr), 1);
-        EXPECT_EQ(map.size(), 2u);
-        map.removeEntry(nullptr), map.removeEntry(&absent);
-        Number::clonesLeft = owns ? 1 : -1;
+        map.putEntry(n[1], n[2]);
+        EXPECT_EQ(map.getEntry(equal[1]) == n[2], !owns);
+        EXPECT_EQ(Number::live, 10 + 2 * owns);
+        map.putEntry(equal[1], nullptr);
+        EXPECT_EQ(map.getEntry(n[1]), nullptr);
+        EXPECT_EQ(map.contains(n[1]), 1);
+        EXPECT_EQ(map.contains(n[3]), 0);
+        ZArrayList_5_1 keys;
+        map.listKeys(keys);
+        EXPECT_EQ(keys.get(0) == equal[1], !owns) << "the key is replaced as well";
+        map.putEntryNoCopy(keys.get(0), nullptr), map.putEntry(keys.get(0), keys.get(0));
+        EXPECT_EQ(Number::live, 10 + 2 * owns);
+        map.putEntry(nullptr, n[2]);
+        EXPECT_EQ(map.contains(nullptr), 1) << "a null is a key like any other";
+        Number::clonesLeft = 1;
         if (owns) {
-            EXPECT_THROW(map.putEntry(&absent, &value), std::runtime_error);
+            EXPECT_ANY_THROW(map.putEntry(n[4], n[4]));
         }
         Number::clonesLeft = -1;
-        EXPECT_EQ(map.size(), 1u);
-        std::unique_ptr<ZObject_5_1> const copy(map.clone());
-        map.removeEntry(&key);
-        EXPECT_TRUE(map.isEmpty());
-        EXPECT_EQ(keys(static_cast<ZHashKeyMap_5_1&>(*copy)), "1");
+        EXPECT_EQ(map.size(), 2u);
+        map.removeEntry(nullptr), map.removeEntry(n[3]), map.removeEntry(n[1]);
+        EXPECT_EQ(map.isEmpty(), 1);
+
+        ZKeyEntry_5_1 const entry(n[1], n[2], owns), other(equal[1], nullptr, owns);
+        EXPECT_EQ(entry.compare(other), 0);
+        EXPECT_EQ(entry.hash(), 1u);
+        EXPECT_EQ(entry.equals(other), 0) << "the other has not hashed yet";
+        std::unique_ptr<ZObject_5_1> const copy(entry.clone());
+        EXPECT_EQ(entry.equals(*copy), 1) << "a copy has the same hash";
     }
     EXPECT_EQ(Number::live, 0);
-}
-
-TEST(ZHashKeyMap, ListsTextKeysInTheSameOrderOnEveryPlatform) {
-    ZHashKeyMap_5_1 map(10, 1);
-    for (char const* name : {"alpha", "beta", "gamma", "delta", "server", "client", "ssl",
-                             "logging", "a", "b", "c", "configuration-database"}) {
-        ZLCString_5_1 key(name);
-        map.putEntry(&key, nullptr);
-    }
-    ZArrayList_5_1 list;
-    map.listKeys(list);
-    std::string names;
-    for (unsigned int i = 0; i < list.size(); ++i)
-        names += std::string(static_cast<ZLCString_5_1*>(list.get(i))->getChars()) + " ";
-    EXPECT_EQ(names,
-              "delta beta logging a c b gamma ssl server client configuration-database alpha ");
-}
-
-TEST(ZHashKeyMap, HoldsManyKeysInFewBuckets) {
-    int const count = 60000;
-    Numbers const numbers(count);
-    ZHashKeyMap_5_1 map(10, 0);
-    for (int n = 0; n < count; ++n) map.putEntry(numbers[n], numbers[count - 1 - n]);
-    for (int n = 0; n < count; ++n) ASSERT_EQ(map.getEntry(numbers[n]), numbers[count - 1 - n]);
-    for (int n = 0; n < count; ++n) {
-        map.removeEntry(numbers[n]);
-        ASSERT_FALSE(map.contains(numbers[n]));
-    }
-    EXPECT_EQ(map.size(), 0u);
 }
 
 }  // namespace

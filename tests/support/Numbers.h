@@ -12,25 +12,19 @@
 namespace ztest {
 
 struct Number : ZObject_5_1 {
-    // After so many more clones, clone() throws; below 0 never.
-    inline static int clonesLeft = -1;
+    inline static int clonesLeft = -1;  // clone() throws at 0; below 0 never
     inline static int live = 0;
 
-    explicit Number(int n, unsigned long modulus = 1000003) : n_(n), modulus_(modulus) { ++live; }
-    Number(Number const& other) : ZObject_5_1(other), n_(other.n_), modulus_(other.modulus_) {
-        ++live;
-    }
-    Number& operator=(Number const&) = default;
+    explicit Number(int n, unsigned long modulus) : n_(n), modulus_(modulus) { ++live; }
+    Number(Number const& other) : Number(other.n_, other.modulus_) {}
     ~Number() override { --live; }
 
     unsigned long hash() const override { return static_cast<unsigned long>(n_) % modulus_; }
     int compare(ZObject_5_1 const& other) const override {
-        int const others = static_cast<Number const&>(other).n_;
-        return n_ < others ? -1 : n_ > others;
+        return n_ - static_cast<Number const&>(other).n_;
     }
     ZObject_5_1* clone() const override {
-        if (clonesLeft == 0) throw std::runtime_error("no clone");
-        --clonesLeft;
+        if (clonesLeft-- == 0) throw std::runtime_error("no clone");
         return new Number(*this);
     }
 
@@ -38,9 +32,7 @@ struct Number : ZObject_5_1 {
     unsigned long modulus_;
 };
 
-struct Uncloneable : ZObject_5_1 {};
-
-// The first numbers, for tests that need objects of their own.
+// The numbers from 0, each hashing as itself modulo `modulus`.
 struct Numbers {
     explicit Numbers(int count, unsigned long modulus = 1000003) {
         for (int n = 0; n < count; ++n) all.push_back(std::make_unique<Number>(n, modulus));
