@@ -1,9 +1,10 @@
-// ZNameIndex: finds the node of a name, for the keys of a stanza and the stanzas of a file.
+// ZNameIndex: finds the node of a name, for the keys and the stanzas of a file.
 // Subsystem: properties, layer 4. Test: tests/ZPropertiesImpl_test.cpp
 //
-// Internal. Open addressing over nodes that somebody else owns and that tell their nameChars() and
-// nameLength(). A slot holds the hash beside the node, so a probe looks at no node whose hash
-// differs. The index decides no order that anybody sees.
+// Internal. Open addressing over nodes and names that somebody else owns, by a hash that the caller
+// makes. In a large file nearly every look at memory is one at main memory: a slot tells hash, name
+// and node, so that nothing is looked at whose hash differs, and name and node are fetched side by
+// side. The index decides no order that anybody sees.
 #ifndef Z_ZNAMEINDEX_H
 #define Z_ZNAMEINDEX_H
 
@@ -46,14 +47,15 @@ inline std::uint32_t hashName(char const* chars, std::size_t length) {
 template <class Node>
 class NameIndex {
 public:
-    Node* find(char const* name, std::size_t length) const {
+    // The node of this name and hash for which isIt(node) holds, or null.
+    template <class IsIt>
+    Node* find(std::uint32_t hash, char const* name, std::size_t length, IsIt isIt) const {
         if (!slots_) return nullptr;
-        std::uint32_t const hash = hashName(name, length);
         for (std::uint32_t at = hash & mask_; slots_[at].node; at = (at + 1) & mask_) {
-            Node* node = slots_[at].node;
-            if (slots_[at].hash == hash && node->nameLength() == length &&
-                std::memcmp(node->nameChars(), name, length) == 0) {
-                return node;
+            Slot const& slot = slots_[at];
+            if (slot.hash == hash && slot.length == length && isIt(*slot.node) &&
+                std::memcmp(slot.name, name, length) == 0) {
+                return slot.node;
             }
         }
         return nullptr;
@@ -63,14 +65,14 @@ public:
     void reserveOne() {
         if (count_ >= mask_ - mask_ / 4) grow();
     }
-    // The name must not be there, and stay as it is until erase().
-    void insert(Node& node) noexcept {
-        put({&node, hashName(node.nameChars(), node.nameLength())});
+    // The name must stay where it is until erase().
+    void insert(Node& node, std::uint32_t hash, char const* name, std::uint32_t length) noexcept {
+        put({&node, name, hash, length});
         ++count_;
     }
-    // The node must be there.
-    void erase(Node& node) noexcept {
-        std::uint32_t gap = hashName(node.nameChars(), node.nameLength()) & mask_;
+    // The node must be there, under this hash.
+    void erase(Node& node, std::uint32_t hash) noexcept {
+        std::uint32_t gap = hash & mask_;
         while (slots_[gap].node != &node) gap = (gap + 1) & mask_;
         // Pull back what was pushed on by the slot that falls empty.
         for (std::uint32_t at = (gap + 1) & mask_; slots_[at].node; at = (at + 1) & mask_) {
@@ -84,20 +86,12 @@ public:
         --count_;
     }
 
-    std::uint32_t count() const { return count_; }
-
-    template <class Visit>
-    void forEach(Visit visit) const {
-        if (!slots_) return;
-        for (std::uint32_t at = 0; at <= mask_; ++at) {
-            if (slots_[at].node) visit(*slots_[at].node);
-        }
-    }
-
 private:
     struct Slot {
         Node* node = nullptr;
+        char const* name = nullptr;
         std::uint32_t hash = 0;
+        std::uint32_t length = 0;
     };
 
     void put(Slot slot) noexcept {

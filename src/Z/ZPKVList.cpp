@@ -53,11 +53,11 @@ bool z_5_1::isCommentWeWant(char const* pattern, char const* comment) {
 
 ZPKVList_5_1::ZPKVList_5_1()
     : ZHashKeyMap_5_1(0, 1),
-      ownPool_(std::make_unique<z_5_1::PropLinePool>()),
-      pool_(ownPool_.get()) {}
+      ownMemory_(std::make_unique<z_5_1::PropMemory>()),
+      memory_(ownMemory_.get()) {}
 
-ZPKVList_5_1::ZPKVList_5_1(z_5_1::PropLinePool& pool, PropText name)
-    : ZHashKeyMap_5_1(0, 1), name_(name), pool_(&pool) {}
+ZPKVList_5_1::ZPKVList_5_1(z_5_1::PropMemory& memory, PropText name)
+    : ZHashKeyMap_5_1(0, 1), name_(name), memory_(&memory) {}
 
 ZPKVList_5_1::ZPKVList_5_1(ZPKVList_5_1 const& other) : ZPKVList_5_1() {
     *this = other;
@@ -88,15 +88,16 @@ ZObject_5_1* ZPKVList_5_1::clone() const {
 }
 
 void ZPKVList_5_1::destroyLines() noexcept {
-    if (unplaced_) {
-        index_.forEach([this](PropKey& key) {
-            if (!key.placed) pool_->give(key);
-        });
-    }
-    for (PropLine* line = lines_.first(); line;) {
-        PropLine* next = line->next;
-        pool_->give(*line);
-        line = next;
+    for (PropLine* line : {lines_.first(), unplaced_.first()}) {
+        while (line) {
+            PropLine* next = line->next;
+            if (isKey(*line) && !memory_->closing) {
+                memory_->keys.erase(static_cast<PropKey&>(*line),
+                                    hashOf(line->text, line->length));
+            }
+            memory_->pool.give(*line);
+            line = next;
+        }
     }
 }
 
@@ -151,9 +152,9 @@ void ZPKVList_5_1::listObjects(ZList_5_1& target) const {
 
 ZArrayList_5_1* ZPKVList_5_1::getKeys() const {
     if (!names_) {
-        auto names = std::make_unique<ZArrayList_5_1>(index_.count(), 1);
+        auto names = std::make_unique<ZArrayList_5_1>(count_, 1);
         std::vector<std::uint64_t> sequences;
-        sequences.reserve(index_.count());
+        sequences.reserve(count_);
         forEachKey([&](PropKey const& key) {
             addName(*names, key);
             sequences.push_back(key.sequence);
@@ -167,27 +168,30 @@ ZArrayList_5_1* ZPKVList_5_1::getKeys() const {
 // ---- keys ----
 
 ZPKVList_5_1::PropKey& ZPKVList_5_1::append(PropText text) {
-    PropKey& key = pool_->makeKey(text);
+    PropKey& key = memory_->pool.makeKey(text);
     try {
-        index_.reserveOne();
+        memory_->keys.reserveOne();
         if (names_) {
             nameSequences_.push_back(nextSequence_);
             addName(*names_, key);
         }
     } catch (...) {
         if (names_) nameSequences_.resize(names_->size());
-        pool_->give(key);
+        memory_->pool.give(key);
         throw;
     }
     key.sequence = nextSequence_++;
-    index_.insert(key);
-    ++unplaced_;
+    key.stanza = this;
+    memory_->keys.insert(key, hashOf(key.text, key.length), key.text, key.length);
+    unplaced_.pushBack(key);
+    ++count_;
     return key;
 }
 
 void ZPKVList_5_1::erase(PropKey& key) {
     if (names_) forgetName(key);
-    index_.erase(key);
+    memory_->keys.erase(key, hashOf(key.text, key.length));
+    --count_;
     if (key.placed) {
         if (lastKey_ == &key) {
             do lastKey_ = lastKey_->previous;
@@ -195,10 +199,10 @@ void ZPKVList_5_1::erase(PropKey& key) {
         }
         lines_.remove(key);
     } else {
-        --unplaced_;
+        unplaced_.remove(key);
     }
-    pool_->give(key);
-    if (index_.count() == 0) linesSorted_ = true;
+    memory_->pool.give(key);
+    if (count_ == 0) linesSorted_ = true;
 }
 
 void ZPKVList_5_1::forgetName(PropKey const& key) {
@@ -211,8 +215,12 @@ void ZPKVList_5_1::forgetName(PropKey const& key) {
 
 std::vector<ZPKVList_5_1::PropKey*> ZPKVList_5_1::sortedKeys() const {
     std::vector<PropKey*> keys;
-    keys.reserve(index_.count());
-    index_.forEach([&keys](PropKey& key) { keys.push_back(&key); });
+    keys.reserve(count_);
+    for (PropLine* line : {lines_.first(), unplaced_.first()}) {
+        for (; line; line = line->next) {
+            if (isKey(*line)) keys.push_back(static_cast<PropKey*>(line));
+        }
+    }
     std::sort(keys.begin(), keys.end(), [](PropKey const* left, PropKey const* right) {
         return left->sequence < right->sequence;
     });
@@ -224,9 +232,9 @@ std::vector<ZPKVList_5_1::PropKey*> ZPKVList_5_1::sortedKeys() const {
 void ZPKVList_5_1::placeAfter(PropLine* line, PropKey& key, bool isLastKey) {
     auto* formerLast = static_cast<PropKey*>(lastKey_);
     if (!isLastKey || (formerLast && formerLast->sequence > key.sequence)) linesSorted_ = false;
+    unplaced_.remove(key);
     lines_.insertAfter(line, key);
     key.placed = true;
-    --unplaced_;
     if (isLastKey) lastKey_ = &key;
 }
 
@@ -295,7 +303,7 @@ void ZPKVList_5_1::noteExample(PropLine& comment, bool isLast) {
 }
 
 ZPKVList_5_1::PropLine& ZPKVList_5_1::addLine(unsigned int type, PropText text, PropLine* after) {
-    PropLine& line = pool_->makeLine(type, text);
+    PropLine& line = memory_->pool.makeLine(type, text);
     lines_.insertAfter(after, line);
     if (type == ZPropLine_5_1::comment) {
         hasComments_ = true;

@@ -2,11 +2,11 @@
 // Subsystem: properties, layer 4. Test: tests/ZPropertiesImpl_test.cpp
 //
 // To the outside a stanza is a key map: key name -> a pair of lists, the plain and the obfuscated
-// values. Inside it keeps nodes (ZPropLine.h) and an index of its own over them; pairs and the list
-// of names are made when somebody asks for them and kept up to date from then on.
+// values. Inside it keeps nodes (ZPropLine.h), found by an index that the stanzas of a store share;
+// pairs and the list of names are made when somebody asks for them and kept up to date from then on.
 //
-// 1. A key is in the index exactly while it is in the map. Its node is among the lines exactly
-//    when `placed`; a key known only from the database has no line yet.
+// 1. A key is in the index exactly while it is in the map. Its node is in lines_ exactly when
+//    `placed`, else in unplaced_: a key known only from the database has no line yet.
 // 2. Keys are listed by their sequence number. While nothing speaks against it (inLineOrder()), every
 //    key is placed and the lines have them in that order already.
 // 3. names_, once made, holds the names of all keys in listing order, and nameSequences_ their
@@ -24,7 +24,6 @@
 #include <vector>
 
 #include "ZKeyMap.h"
-#include "ZNameIndex.h"
 #include "ZPropLine.h"
 
 class Z_API ZPKVList_5_1 : public ZHashKeyMap_5_1 {
@@ -34,8 +33,8 @@ public:
 
     // A stanza by itself.
     ZPKVList_5_1();
-    // A stanza of a store, which owns the pool; takes the name over.
-    ZPKVList_5_1(z_5_1::PropLinePool& pool, z_5_1::PropText name);
+    // A stanza of a store, which owns the memory; takes the name over.
+    ZPKVList_5_1(z_5_1::PropMemory& memory, z_5_1::PropText name);
     // Copies names and values; the copy is a stanza by itself, without comments and blank lines.
     ZPKVList_5_1(ZPKVList_5_1 const& other);
     ZPKVList_5_1& operator=(ZPKVList_5_1 const& other);
@@ -45,7 +44,7 @@ public:
     // As a key map of strings. Values are pairs (lists of two lists); putEntry stores a clone, a
     // replaced key keeps its place in the order, a new one goes to the end. Nothing is put under
     // a null key or for a null value.
-    unsigned int size() const override { return index_.count(); }
+    unsigned int size() const override { return count_; }
     int contains(ZObject_5_1 const* key) const override;
     ZObject_5_1* getEntry(ZObject_5_1 const* key) const override;
     void putEntry(ZObject_5_1 const* key, ZObject_5_1 const* value) override;
@@ -63,7 +62,10 @@ public:
 
     char const* nameChars() const { return name_.chars; }
     std::uint32_t nameLength() const { return name_.length; }
-    PropKey* find(char const* key, std::size_t length) const { return index_.find(key, length); }
+    PropKey* find(char const* key, std::size_t length) const {
+        return memory_->keys.find(hashOf(key, length), key, length,
+                                  [this](PropKey const& node) { return node.stanza == this; });
+    }
     PropKey* find(char const* key) const { return find(key, std::strlen(key)); }
     // A new key at the end of the order, not placed; takes the name over. It must not be there.
     PropKey& append(z_5_1::PropText key);
@@ -97,7 +99,11 @@ public:
     bool hasHead = false;
 
 private:
-    bool inLineOrder() const { return unplaced_ == 0 && linesSorted_; }
+    bool inLineOrder() const { return !unplaced_.first() && linesSorted_; }
+    std::uint32_t hashOf(char const* key, std::size_t length) const {
+        auto const address = reinterpret_cast<std::uintptr_t>(this);
+        return z_5_1::hashName(key, length) ^ static_cast<std::uint32_t>(address >> 4) * 0x9E3779B1u;
+    }
     std::vector<PropKey*> sortedKeys() const;
     void forgetName(PropKey const& key);
     bool placeBelowExample(PropKey& key);
@@ -108,13 +114,13 @@ private:
     void destroyLines() noexcept;
 
     z_5_1::PropText name_;
-    std::unique_ptr<z_5_1::PropLinePool> ownPool_;
-    z_5_1::PropLinePool* pool_;
+    std::unique_ptr<z_5_1::PropMemory> ownMemory_;
+    z_5_1::PropMemory* memory_;
     z_5_1::PropLineList lines_;
-    z_5_1::NameIndex<PropKey> index_;
+    z_5_1::PropLineList unplaced_;  // keys without a line
+    std::uint32_t count_ = 0;
     std::uint64_t nextSequence_ = 0;
-    std::uint32_t unplaced_ = 0;  // keys without a line
-    bool linesSorted_ = true;     // the placed keys stand in listing order
+    bool linesSorted_ = true;  // the placed keys stand in listing order
     bool hasComments_ = false;
     PropLine* lastKey_ = nullptr;
     mutable std::unique_ptr<ZArrayList_5_1> names_;

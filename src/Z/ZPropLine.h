@@ -12,6 +12,7 @@
 
 #include "ZLCString.h"
 #include "ZList.h"
+#include "ZNameIndex.h"
 #include "ZObject.h"
 
 // One line record as a value: kind and text.
@@ -87,9 +88,7 @@ struct PropKey : PropLine {
         ZArrayList_5_1* pair;  // lists: the plain and the obfuscated values
     };
     std::uint64_t sequence;  // keys are listed in the order in which they were made
-
-    char const* nameChars() const { return text; }
-    std::uint32_t nameLength() const { return length; }
+    void const* stanza;      // whose key it is
 
     // The first value, plain before obfuscated; chars null without one.
     PropSlice firstValue() const;
@@ -151,6 +150,13 @@ private:
     std::size_t nextChunk_ = 4096;
     PropLine* spareLines_ = nullptr;
     PropLine* spareKeys_ = nullptr;
+};
+
+// What the stanzas of one store share.
+struct PropMemory {
+    PropLinePool pool;
+    NameIndex<PropKey> keys;  // of all stanzas
+    bool closing = false;     // the store goes: nothing need be taken out of the index any more
 };
 
 }  // namespace z_5_1

@@ -18,6 +18,10 @@ constexpr char const* unit = "src/Z/ZPropertiesImpl";
 pthread_once_t zpcache_once = PTHREAD_ONCE_INIT;
 pthread_once_t registryOnce = PTHREAD_ONCE_INIT;
 
+std::uint32_t hashOf(ZPKVList_5_1 const& stanza) {
+    return z_5_1::hashName(stanza.nameChars(), stanza.nameLength());
+}
+
 z_5_1::PropText copyOf(char const* chars) {
     return z_5_1::PropText::copyOf(chars, std::strlen(chars));
 }
@@ -109,9 +113,10 @@ void ZPCache_5_1::makeKey(ZLCString_5_1& out, char const* stanza, char const* ke
 ZPCategoryBasedCache_5_1::FileContent::FileContent() : stanzas(10, 1) {}
 
 ZPCategoryBasedCache_5_1::FileContent::~FileContent() noexcept(false) {
+    memory.closing = true;
     for (PropLine* line = preamble.first(); line;) {
         PropLine* next = line->next;
-        pool.give(*line);
+        memory.pool.give(*line);
         line = next;
     }
 }
@@ -127,8 +132,13 @@ std::unique_ptr<ZPCache_5_1::Content> ZPCategoryBasedCache_5_1::makeContent() co
 
 // ---- finding and making ----
 
+ZPKVList_5_1* ZPCategoryBasedCache_5_1::find(char const* stanza, std::size_t length) const {
+    return content().index.find(z_5_1::hashName(stanza, length), stanza, length,
+                                [](ZPKVList_5_1 const&) { return true; });
+}
+
 ZPKVList_5_1* ZPCategoryBasedCache_5_1::find(char const* stanza) const {
-    return content().index.find(stanza, std::strlen(stanza));
+    return find(stanza, std::strlen(stanza));
 }
 
 ZPCategoryBasedCache_5_1::PropKey* ZPCategoryBasedCache_5_1::find(char const* stanza,
@@ -144,7 +154,7 @@ ZPKVList_5_1& ZPCategoryBasedCache_5_1::appendStanza(PropText text) {
             if (text) text->release();
         }
     } pending{&text};
-    std::unique_ptr<ZPKVList_5_1> stanza(new ZPKVList_5_1(content().pool, text));
+    std::unique_ptr<ZPKVList_5_1> stanza(new ZPKVList_5_1(content().memory, text));
     pending.text = nullptr;
     // The map's key is a view of the stanza's own name.
     content().index.reserveOne();
@@ -152,7 +162,7 @@ ZPKVList_5_1& ZPCategoryBasedCache_5_1::appendStanza(PropText text) {
     content().stanzas.putEntryNoCopy(name.get(), stanza.get());
     (void)name.release();
     ZPKVList_5_1& added = *stanza.release();
-    content().index.insert(added);
+    content().index.insert(added, hashOf(added), added.nameChars(), added.nameLength());
     link(added);
     return added;
 }
@@ -175,7 +185,7 @@ void ZPCategoryBasedCache_5_1::appendLine(unsigned int type, PropText text) {
     if (ZPKVList_5_1* last = content().lastStanza) {
         last->addLine(type, text, last->lastLine());
     } else {
-        content().preamble.pushBack(content().pool.makeLine(type, text));
+        content().preamble.pushBack(content().memory.pool.makeLine(type, text));
     }
 }
 
@@ -436,7 +446,7 @@ void ZPCategoryBasedCache_5_1::delStanzaLine(char const* stanza) {
     });
     ++removals_;
     unlink(*found);
-    content().index.erase(*found);
+    content().index.erase(*found, hashOf(*found));
     ZLCConstString_5_1 const name(stanza);
     content().stanzas.removeEntry(&name);
 }
@@ -445,13 +455,13 @@ void ZPCategoryBasedCache_5_1::addFileComment(char const* text) {
     z_5_1::PropLineList& preamble = content().preamble;
     PropLine* blank = preamble.first();
     while (blank && blank->type != ZPropLine_5_1::blank) blank = blank->next;
-    PropLine& comment = content().pool.makeLine(ZPropLine_5_1::comment, copyOf(text));
+    PropLine& comment = content().memory.pool.makeLine(ZPropLine_5_1::comment, copyOf(text));
     if (blank) {
         preamble.insertBefore(*blank, comment);
     } else {
         preamble.insertAfter(nullptr, comment);
         preamble.insertAfter(&comment,
-                             content().pool.makeLine(ZPropLine_5_1::blank, PropText()));
+                             content().memory.pool.makeLine(ZPropLine_5_1::blank, PropText()));
     }
 }
 

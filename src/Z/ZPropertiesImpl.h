@@ -262,7 +262,7 @@ protected:
         ~FileContent() noexcept(false) override;
 
         std::vector<std::unique_ptr<char, void (*)(void*)>> texts;  // of the files read
-        z_5_1::PropLinePool pool;
+        z_5_1::PropMemory memory;
         z_5_1::PropLineList preamble;
         ZHashKeyMap_5_1 stanzas;  // name -> ZPKVList_5_1, owned; settles the listing order
         z_5_1::NameIndex<ZPKVList_5_1> index;  // the same, to find them by
@@ -272,6 +272,7 @@ protected:
     FileContent& content() const { return static_cast<FileContent&>(*content_); }
     std::unique_ptr<Content> makeContent() const override;
 
+    ZPKVList_5_1* find(char const* stanza, std::size_t length) const;
     ZPKVList_5_1* find(char const* stanza) const;
     PropKey* find(char const* stanza, char const* key) const;
     // A new stanza at the end of the file, without a head; takes the name over.

@@ -108,7 +108,7 @@ private:
             std::memchr(name, ']', static_cast<std::size_t>(last - name)));
         if (!bracket) invalid(first, last);
         auto const length = static_cast<std::size_t>(bracket - name);
-        if (store_.content().index.find(name, length)) invalid(first, last);
+        if (store_.find(name, length)) invalid(first, last);
         stanza_ = &store_.appendStanza(slice(name, bracket));
         stanza_->hasHead = true;
         namesDatabase_ = std::strcmp(name, z_5_1::databaseStanza) == 0;
