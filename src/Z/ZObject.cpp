@@ -30,8 +30,6 @@ std::uintptr_t addressOf(ZObject_5_1 const* object) {
 
 }  // namespace
 
-ZObject_5_1::~ZObject_5_1() noexcept(false) {}
-
 unsigned long ZObject_5_1::hash() const {
     return addressOf(this);
 }

@@ -13,7 +13,7 @@
 class Z_API ZObject_5_1 {
 public:
     // May throw: some locks report in their destructor that they are still held.
-    virtual ~ZObject_5_1() noexcept(false);
+    virtual ~ZObject_5_1() noexcept(false) {}
 
     // The object's own address; equal objects of an overriding class must hash alike.
     virtual unsigned long hash() const;
