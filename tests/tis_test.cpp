@@ -240,6 +240,7 @@ TEST(tisConversion, IsStrictAndWhole) {
         {"plain", tis_to_utf8, "text", "text"},
         {"plain", tis_to_utf8, "abcdefgh\x80", "-1"},
         {"plain", tis_from_utf8, "\xC3\xA9", "-1"},
+        {"ISO-8859-7", tis_to_utf8, "abc\xFFxyz12345678", "-1"},
     };
     for (auto const& row : rows) {
         Text const* const exact = row.to == "-1" ? nullptr : &row.to;
@@ -252,6 +253,7 @@ TEST(tisConversion, IsStrictAndWhole) {
     EXPECT_EQ(0, tis_to_utf8(latin, "abc", 3, nullptr, 4));
     EXPECT_EQ(0, tis_to_utf8(latin, "abc", -1, out, 4));
     EXPECT_EQ(-1, tis_to_utf8(latin, "abc", 3, out, 0));
+    EXPECT_EQ(-1, tis_to_utf8(nullptr, "\xE9", 1, out, 1));
 }
 
 // Each sequence at each place of the vectors, before and behind other characters.
