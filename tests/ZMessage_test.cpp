@@ -34,13 +34,13 @@ TEST(ZMessage, ExceptionReport) {
     ZOutOfMemoryException_5_1 e;
     e.addLocation("src/Z/ZObject", 63);
     EXPECT_EQ(ztest::reported([&] { e.dumpException(); }),
-              "Exception: ZOutOfMemoryException\n File: \"src/Z/ZObject\" 63\n Error: 1\n" + thread +
-                  "NUM_MSGS = 55\nMemory allocation failure.");
+              "Exception: ZOutOfMemoryException\n File: \"src/Z/ZObject\" 63\n Error: 1\n" +
+                  thread + "NUM_MSGS = 55\nMemory allocation failure.");
     for (int code : {0, 23, 55, 1000}) {
         Numbered other(code);
         EXPECT_EQ(ztest::reported([&] { other.print(); }),
-                  "Exception: Numbered\n File: \"(null)\" 0\n Error: " + std::to_string(code) + "\n" +
-                      thread +
+                  "Exception: Numbered\n File: \"(null)\" 0\n Error: " + std::to_string(code) +
+                      "\n" + thread +
                       "NUM_MSGS = 55\nNo default text defined in ZMessage.cpp for the exception\n");
     }
 }

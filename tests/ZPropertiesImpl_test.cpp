@@ -1,5 +1,5 @@
-// ZPropertiesImpl_test: the store: where lines go, in which order names are listed, what lists show.
-// Subsystem: properties, layer 4. Test: tests/ZPropertiesImpl_test.cpp
+// ZPropertiesImpl_test: the store: where lines go, in which order names are listed, what lists
+// show. Subsystem: properties, layer 4. Test: tests/ZPropertiesImpl_test.cpp
 #include <Z/ZException.h>
 #include <Z/ZSCFData.h>
 #include <gtest/gtest.h>
@@ -67,7 +67,8 @@ TEST(ZPropertiesImpl, ChangesPutLinesWhereTheyBelong) {
              s.addLine("s", "y", "3", 0);
          },
          "[s]\na = 1\n# po rt= 1\n# more\nport = 2\n\nz = 1\ny = 3\n"},
-        {"each key below its own example, whatever the order", "[s]\n# a=\n\n# b=\n\n# c=\n\n# end\n",
+        {"each key below its own example, whatever the order",
+         "[s]\n# a=\n\n# b=\n\n# c=\n\n# end\n",
          [](Store& s) {
              for (char const* key : {"b", "c", "a", "d"}) s.addLine("s", key, "1", 0);
          },
@@ -76,7 +77,8 @@ TEST(ZPropertiesImpl, ChangesPutLinesWhereTheyBelong) {
          [](Store& s) { s.addLine("s", "port", "2", 0); }, "[s]\n#port=1\na = 1\nport = 2\n"},
         {"a longer name is another name", "[s]\n#port2=1\n\na = 1\n",
          [](Store& s) { s.addLine("s", "port", "2", 0); }, "[s]\n#port2=1\n\na = 1\nport = 2\n"},
-        {"an example behind the last key makes the new key the last", "[s]\na = 1\n#b = 2\n\n# end\n",
+        {"an example behind the last key makes the new key the last",
+         "[s]\na = 1\n#b = 2\n\n# end\n",
          [](Store& s) {
              s.addLine("s", "b", "2", 0);
              s.addLine("s", "c", "3", 0);
@@ -99,8 +101,8 @@ TEST(ZPropertiesImpl, ChangesPutLinesWhereTheyBelong) {
              s.addLine("s", "a", "9", 0);
          },
          "[s]\nb = 2\na = 9\n# end\n"},
-        {"values of a repeated key stand together", "[s]\na=1\nb=2\na = 3\n",
-         [](Store&) {}, "[s]\na = 1\na = 3\nb = 2\n"},
+        {"values of a repeated key stand together", "[s]\na=1\nb=2\na = 3\n", [](Store&) {},
+         "[s]\na = 1\na = 3\nb = 2\n"},
         {"one value replaces them", "[s]\na=1\na=2\n", [](Store& s) { s.set("s", "a", "3"); },
          "[s]\na = 3\n"},
         {"no value leaves the key", "[s]\na=1\n", [](Store& s) { s.addLine("s", "a", nullptr, 0); },

@@ -1,5 +1,5 @@
-// ZProperties_test: the engine: conversions, iterators, notices, files and their locks, shared instances.
-// Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
+// ZProperties_test: the engine: conversions, iterators, notices, files and their locks, shared
+// instances. Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
 #include <Z/ZException.h>
 #include <Z/ZStanzaFileProperties.h>
 #include <fcntl.h>
@@ -83,15 +83,30 @@ TEST_F(ZProperties, NumbersAndBooleans) {
         unsigned int number;
         int isBoolean, truth;
     } const cases[] = {
-        {"", 1, 0, 1, 0},           {"0x1F", 1, 31, 0, 0},       {"010", 1, 8, 0, 0},
-        {" \t+12", 1, 12, 0, 0},    {"12abc", 0, 0, 0, 0},       {"12 ", 0, 0, 0, 0},
-        {"0x", 0, 0, 0, 0},         {"08", 0, 0, 0, 0},          {"-", 0, 0, 0, 0},
-        {"4294967295", 1, 4294967295u, 0, 0},                    {"4294967296", 1, 4294967295u, 0, 0},
-        {"99999999999999999999999", 1, 4294967295u, 0, 0},       {"-1", 1, 4294967295u, 0, 0},
-        {"-4294967295", 1, 1, 0, 0}, {"-4294967296", 1, 4294967295u, 0, 0},
-        {"1", 1, 1, 1, 1},          {"0", 1, 0, 1, 0},           {"TRUE", 0, 0, 1, 1},
-        {"Y", 0, 0, 1, 1},          {"t", 0, 0, 1, 1},           {"nO", 0, 0, 1, 0},
-        {"off", 0, 0, 0, 0},        {"yes ", 0, 0, 0, 0},        {"0XaF", 1, 175, 0, 0},
+        {"", 1, 0, 1, 0},
+        {"0x1F", 1, 31, 0, 0},
+        {"010", 1, 8, 0, 0},
+        {" \t+12", 1, 12, 0, 0},
+        {"12abc", 0, 0, 0, 0},
+        {"12 ", 0, 0, 0, 0},
+        {"0x", 0, 0, 0, 0},
+        {"08", 0, 0, 0, 0},
+        {"-", 0, 0, 0, 0},
+        {"4294967295", 1, 4294967295u, 0, 0},
+        {"4294967296", 1, 4294967295u, 0, 0},
+        {"99999999999999999999999", 1, 4294967295u, 0, 0},
+        {"-1", 1, 4294967295u, 0, 0},
+        {"-4294967295", 1, 1, 0, 0},
+        {"-4294967296", 1, 4294967295u, 0, 0},
+        {"1", 1, 1, 1, 1},
+        {"0", 1, 0, 1, 0},
+        {"TRUE", 0, 0, 1, 1},
+        {"Y", 0, 0, 1, 1},
+        {"t", 0, 0, 1, 1},
+        {"nO", 0, 0, 1, 0},
+        {"off", 0, 0, 0, 0},
+        {"yes ", 0, 0, 0, 0},
+        {"0XaF", 1, 175, 0, 0},
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(c.text);
@@ -154,7 +169,9 @@ TEST_F(ZProperties, SettersChangeAndAnnounce) {
     p.deleteKey("s", "absent");
     p.deleteStanza("t");
     EXPECT_EQ(recorder.seen, "2s.k 2s.n 2s.b 0t.- 1s.absent 1t.- ");
-    EXPECT_EQ(value(p, "k") + value(p, "n") + value(p, "b"), "h\xC3\xA9" "4294967295yes");
+    EXPECT_EQ(value(p, "k") + value(p, "n") + value(p, "b"),
+              "h\xC3\xA9"
+              "4294967295yes");
     EXPECT_TRUE(p.isModified());
     p.setValue("s", "o", "x", 1);
     EXPECT_THROW(p.setValue("s", "o", "y"), Refused);

@@ -49,14 +49,14 @@ TEST_F(ZStanzaFileProperties, TextIsReadAndWrittenBack) {
         {"", "", ""},
         {"[s]", "[s]\n", "[s]\n"},
         {"# c\n\n[s]\na=1\n", "# c\n\n[s]\na = 1\n", "[s]\na = 1\n"},
-        {"[s]\n a=1\nb = 1\n\tc   =   1 \t\r\nd=a=b\ne=\nf =  ", "[s]\na = 1\nb = 1\nc = 1\nd = a=b\ne =\nf =\n",
+        {"[s]\n a=1\nb = 1\n\tc   =   1 \t\r\nd=a=b\ne=\nf =  ",
+         "[s]\na = 1\nb = 1\nc = 1\nd = a=b\ne =\nf =\n",
          "[s]\na = 1\nb = 1\nc = 1\nd = a=b\ne =\nf =\n"},
         {"  # c  \n [ s ] tail ]\nk k = v v\n[]\n", "# c\n[ s ]\nk k = v v\n[]\n",
          "[ s ]\nk k = v v\n[]\n"},
         {"[s]\na=1\n#x\na=2\n", "[s]\na = 1\na = 2\n#x\n", "[s]\na = 1\na = 2\n"},
         {std::string("[s]\na=1\0b\nc=\0\n", 14), "[s]\na = 1\nc =\n", "[s]\na = 1\nc =\n"},
-        {"[s]\na=" + longText.substr(0, 8188) + "\n",
-         "[s]\na = " + longText.substr(0, 8188) + "\n",
+        {"[s]\na=" + longText.substr(0, 8188) + "\n", "[s]\na = " + longText.substr(0, 8188) + "\n",
          "[s]\na = " + longText.substr(0, 8188) + "\n"},
         // 8191 bytes are a line; what follows is another one.
         {"[s]\na=" + longText.substr(0, 8189) + "b=2\n",
@@ -86,12 +86,9 @@ TEST_F(ZStanzaFileProperties, InvalidDataIsNamed) {
         char const *text, *data;
         int line;
     } const cases[] = {
-        {"a=1\n", "a=1", 1},
-        {"# c\n\n  a = 1  \n[s]\n", "a = 1", 3},
-        {"[s]\n =1\n", "=1", 2},
-        {"[s]\nno sign \n", "no sign", 2},
-        {"[s]\na=1\n[t\n", "[t", 3},
-        {"[s]\na=1\n\n [s] tail \n", "[s] tail", 4},
+        {"a=1\n", "a=1", 1},         {"# c\n\n  a = 1  \n[s]\n", "a = 1", 3},
+        {"[s]\n =1\n", "=1", 2},     {"[s]\nno sign \n", "no sign", 2},
+        {"[s]\na=1\n[t\n", "[t", 3}, {"[s]\na=1\n\n [s] tail \n", "[s] tail", 4},
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(c.text);
@@ -146,8 +143,11 @@ TEST_F(ZStanzaFileProperties, WhatAFileCannotHoldIsRefused) {
 TEST_F(ZStanzaFileProperties, AddedValuesAreSearchedFromWhereTheSearchStopped) {
     struct {
         char const *present, *added, *after;
-    } const cases[] = {{"", "aba", "ab"}, {"ab", "ba", "aba"}, {"ab", "ab", "ab"},
-                       {"ab", "cab", "abcab"}, {"a", "A", "aA"}};
+    } const cases[] = {{"", "aba", "ab"},
+                       {"ab", "ba", "aba"},
+                       {"ab", "ab", "ab"},
+                       {"ab", "cab", "abcab"},
+                       {"a", "A", "aA"}};
     for (auto const& c : cases) {
         Properties p(1);
         ZArrayList_5_1 list(1, 1);

@@ -70,8 +70,8 @@ void ZZException_5_1::printinternal(ZZException_5_1 const* exception, ...) {
     va_list inserts;
     va_start(inserts, exception);
     try {
-        ZMessageService_5_1::routeZZException(exception, reinterpret_cast<char*>(
-                                                             static_cast<ZVaArg_5_1>(inserts)));
+        ZMessageService_5_1::routeZZException(
+            exception, reinterpret_cast<char*>(static_cast<ZVaArg_5_1>(inserts)));
     } catch (...) {
         va_end(inserts);
         throw;

@@ -28,7 +28,7 @@ public:
     virtual int location(int index, char const*& file, int& line) const;
     // Always 1.
     virtual int locationCount() const;
-    virtual char const* who() const;     // the file of the place, null when none was set
+    virtual char const* who() const;      // the file of the place, null when none was set
     virtual unsigned long where() const;  // the line of the place, 0 when none was set
 
     // Hands the exception with its inserts to the message service.
@@ -254,8 +254,7 @@ private:
 // Code 28: a required key is missing or has no value.
 class Z_API ZPropertiesMissingPropertyException_5_1 : public ZPropertiesException_5_1 {
 public:
-    ZPropertiesMissingPropertyException_5_1(char const* file, char const* category,
-                                            char const* key)
+    ZPropertiesMissingPropertyException_5_1(char const* file, char const* category, char const* key)
         : ZPropertiesException_5_1(28, "ZPropertiesMissingPropertyException", file),
           category_(category),
           key_(key) {}
@@ -293,8 +292,8 @@ private:
 // that carries their code. Catch that class and look at code().
 class Z_API ZPropertiesInvalidNumValueException_5_1 : public ZPropertiesInvalidValueException_5_1 {
 public:
-    ZPropertiesInvalidNumValueException_5_1(char const* file, char const* category,
-                                            char const* key, char const* value)
+    ZPropertiesInvalidNumValueException_5_1(char const* file, char const* category, char const* key,
+                                            char const* value)
         : ZPropertiesInvalidValueException_5_1(file, category, key, value) {
         code_ = 40;
     }

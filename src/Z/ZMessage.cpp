@@ -86,9 +86,7 @@ public:
     Report& operator=(Report const&) = delete;
 
     // The identifier in the width that "%d" prints.
-    void thread() const {
-        std::fprintf(stderr, " Thread: %d\n", static_cast<int>(pthread_self()));
-    }
+    void thread() const { std::fprintf(stderr, " Thread: %d\n", static_cast<int>(pthread_self())); }
 };
 
 // What "%s" prints for a place that was never set.
@@ -108,7 +106,8 @@ std::atomic<ZMessageService_5_1 const*> ZMessageService_5_1::ms_{nullptr};
 std::atomic<ZMessageService_5_1 const*> ZMessageService_5_1::dms_{nullptr};
 
 void ZMessageService_5_1::init() {
-    // The service lives in memory of its own, so that nothing can fail here, and is never destroyed.
+    // The service lives in memory of its own, so that nothing can fail here, and is never
+    // destroyed.
     pthread_once(&once, [] {
         alignas(ZDefaultMessageService_5_1) static char place[sizeof(ZDefaultMessageService_5_1)];
         auto* service = new (place) ZDefaultMessageService_5_1;
@@ -160,10 +159,11 @@ void ZDefaultMessageService_5_1::outputException(ZZException_5_1 const* exceptio
     }
 }
 
-void ZDefaultMessageService_5_1::outputMessage(
-    char const* file, int line, int code, int count, ZLCString_5_1 const* s1,
-    ZLCString_5_1 const* s2, ZLCString_5_1 const* s3, ZLCString_5_1 const* s4,
-    ZLCString_5_1 const* s5, ZLCString_5_1 const* s6) const {
+void ZDefaultMessageService_5_1::outputMessage(char const* file, int line, int code, int count,
+                                               ZLCString_5_1 const* s1, ZLCString_5_1 const* s2,
+                                               ZLCString_5_1 const* s3, ZLCString_5_1 const* s4,
+                                               ZLCString_5_1 const* s5,
+                                               ZLCString_5_1 const* s6) const {
     Report report;
     std::fprintf(stderr, "Error: %d\n File: \"%s\" %d\n", code, shown(file), line);
     report.thread();
@@ -175,10 +175,11 @@ void ZDefaultMessageService_5_1::outputMessage(
     }
 }
 
-void ZDefaultMessageService_5_1::outputMessageUTF8(
-    char const* file, int line, int code, int count, ZUTF8String_5_1 const*,
-    ZUTF8String_5_1 const*, ZUTF8String_5_1 const*, ZUTF8String_5_1 const*, ZUTF8String_5_1 const*,
-    ZUTF8String_5_1 const*) const {
+void ZDefaultMessageService_5_1::outputMessageUTF8(char const* file, int line, int code, int count,
+                                                   ZUTF8String_5_1 const*, ZUTF8String_5_1 const*,
+                                                   ZUTF8String_5_1 const*, ZUTF8String_5_1 const*,
+                                                   ZUTF8String_5_1 const*,
+                                                   ZUTF8String_5_1 const*) const {
     ZLCString_5_1 const s1, s2, s3, s4, s5, s6;
     outputMessage(file, line, code, count, &s1, &s2, &s3, &s4, &s5, &s6);
 }

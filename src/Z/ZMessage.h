@@ -76,10 +76,8 @@ public:
                        ZLCString_5_1 const* s5 = nullptr,
                        ZLCString_5_1 const* s6 = nullptr) const override;
     void outputMessageUTF8(char const* file, int line, int code, int count,
-                           ZUTF8String_5_1 const* s1 = nullptr,
-                           ZUTF8String_5_1 const* s2 = nullptr,
-                           ZUTF8String_5_1 const* s3 = nullptr,
-                           ZUTF8String_5_1 const* s4 = nullptr,
+                           ZUTF8String_5_1 const* s1 = nullptr, ZUTF8String_5_1 const* s2 = nullptr,
+                           ZUTF8String_5_1 const* s3 = nullptr, ZUTF8String_5_1 const* s4 = nullptr,
                            ZUTF8String_5_1 const* s5 = nullptr,
                            ZUTF8String_5_1 const* s6 = nullptr) const override;
     void outputException(ZException_5_1& exception) const override;

@@ -92,8 +92,7 @@ void ZPKVList_5_1::destroyLines() noexcept {
         while (line) {
             PropLine* next = line->next;
             if (isKey(*line) && !memory_->closing) {
-                memory_->keys.erase(static_cast<PropKey&>(*line),
-                                    hashOf(line->text, line->length));
+                memory_->keys.erase(static_cast<PropKey&>(*line), hashOf(line->text, line->length));
             }
             memory_->pool.give(*line);
             line = next;
@@ -206,8 +205,7 @@ void ZPKVList_5_1::erase(PropKey& key) {
 }
 
 void ZPKVList_5_1::forgetName(PropKey const& key) {
-    auto const found =
-        std::lower_bound(nameSequences_.begin(), nameSequences_.end(), key.sequence);
+    auto const found = std::lower_bound(nameSequences_.begin(), nameSequences_.end(), key.sequence);
     if (found == nameSequences_.end() || *found != key.sequence) return;
     names_->remove(static_cast<unsigned int>(found - nameSequences_.begin()));
     nameSequences_.erase(found);
@@ -294,8 +292,7 @@ void ZPKVList_5_1::noteExample(PropLine& comment, bool isLast) {
     try {
         std::string const name = exampleIn(comment);
         if (name.empty()) return;
-        auto const noted =
-            examples_->emplace(z_5_1::hashName(name.data(), name.size()), &comment);
+        auto const noted = examples_->emplace(z_5_1::hashName(name.data(), name.size()), &comment);
         if (!noted.second && !isLast) noted.first->second = nullptr;
     } catch (std::bad_alloc const&) {
         examples_.reset();

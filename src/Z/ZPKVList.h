@@ -3,11 +3,13 @@
 //
 // To the outside a stanza is a key map: key name -> a pair of lists, the plain and the obfuscated
 // values. Inside it keeps nodes (ZPropLine.h), found by an index that the stanzas of a store share;
-// pairs and the list of names are made when somebody asks for them and kept up to date from then on.
+// pairs and the list of names are made when somebody asks for them and kept up to date from then
+// on.
 //
 // 1. A key is in the index exactly while it is in the map. Its node is in lines_ exactly when
 //    `placed`, else in unplaced_: a key known only from the database has no line yet.
-// 2. Keys are listed by their sequence number. While nothing speaks against it (inLineOrder()), every
+// 2. Keys are listed by their sequence number. While nothing speaks against it (inLineOrder()),
+// every
 //    key is placed and the lines have them in that order already.
 // 3. names_, once made, holds the names of all keys in listing order, and nameSequences_ their
 //    sequence numbers.
@@ -102,7 +104,8 @@ private:
     bool inLineOrder() const { return !unplaced_.first() && linesSorted_; }
     std::uint32_t hashOf(char const* key, std::size_t length) const {
         auto const address = reinterpret_cast<std::uintptr_t>(this);
-        return z_5_1::hashName(key, length) ^ static_cast<std::uint32_t>(address >> 4) * 0x9E3779B1u;
+        return z_5_1::hashName(key, length) ^
+               static_cast<std::uint32_t>(address >> 4) * 0x9E3779B1u;
     }
     std::vector<PropKey*> sortedKeys() const;
     void forgetName(PropKey const& key);

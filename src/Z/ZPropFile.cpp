@@ -136,8 +136,7 @@ void PropFile::replaceContent(char const* text, std::size_t size) {
     if (fstat(descriptor_, &status) != 0) fail(openForWriting, errno);
     // Devices and some file systems reserve nothing.
     if (size != 0 && S_ISREG(status.st_mode)) {
-        int const rc =
-            retried([=] { return fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, 0, end); });
+        int const rc = retried([=] { return fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, 0, end); });
         if (rc == -1 && errno != EOPNOTSUPP && errno != ENOSYS) fail(openForWriting, errno);
     }
     // What is about to be overwritten; what lies behind goes last of all.

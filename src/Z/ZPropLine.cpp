@@ -79,8 +79,8 @@ PropSlice PropKey::firstValue() const {
     if (values == PropValues::slice || values == PropValues::block) return {value, valueLength};
     if (values == PropValues::none) return {};
     for (unsigned int i = 0; i < 2; ++i) {
-        auto* string = static_cast<ZLCString_5_1*>(
-            static_cast<ZArrayList_5_1*>(pair->get(i))->get(0));
+        auto* string =
+            static_cast<ZLCString_5_1*>(static_cast<ZArrayList_5_1*>(pair->get(i))->get(0));
         if (string) return {string->getChars(), string->getLength()};
     }
     return {};
@@ -228,10 +228,9 @@ PropKey& PropLinePool::makeKey(PropText name) {
         raise(unit, ZOutOfMemoryException_5_1());
     }
     auto& key = *::new (memory) PropKey;
-    static_cast<PropLine&>(key) = PropLine{nullptr,          nullptr,
-                                           name.chars,       name.length,
-                                           ZPropLine_5_1::key, name.owned,
-                                           PropValues::none, false};
+    static_cast<PropLine&>(key) =
+        PropLine{nullptr,    nullptr,          name.chars, name.length, ZPropLine_5_1::key,
+                 name.owned, PropValues::none, false};
     return key;
 }
 

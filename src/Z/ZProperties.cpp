@@ -1,5 +1,5 @@
-// ZProperties: configuration files as (stanza, key) -> values: interfaces, iterators, shared instances.
-// Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
+// ZProperties: configuration files as (stanza, key) -> values: interfaces, iterators, shared
+// instances. Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
 //
 // The engine: checks arguments, holds the instance's lock, asks the store, tells the observers.
 // Loading and storing stand in ZPropertiesFile.cpp, iterators and shared instances in
@@ -128,9 +128,8 @@ z_5_1::PropSlice ZProperties_5_1::extractValue(ZPCache_5_1 const& store, char co
     return value;
 }
 
-void ZProperties_5_1::getValue(char const* stanza, char const* key,
-                               ZAbstractMutableString_5_1& out, int required,
-                               char const* defaultValue) const {
+void ZProperties_5_1::getValue(char const* stanza, char const* key, ZAbstractMutableString_5_1& out,
+                               int required, char const* defaultValue) const {
     requireNames(stanza, key);
     if (required && defaultValue) refuse();
     ZResourceLock_5_1 hold(lockObject());
@@ -156,8 +155,7 @@ unsigned int ZProperties_5_1::getIntegerValue(char const* stanza, char const* ke
     if (!value) return defaultValue;
     unsigned int number;
     if (!convertToInt(value, number)) {
-        z_5_1::raise(unit,
-                     ZPropertiesInvalidNumValueException_5_1(fileName(), stanza, key, value));
+        z_5_1::raise(unit, ZPropertiesInvalidNumValueException_5_1(fileName(), stanza, key, value));
     }
     return number;
 }
@@ -304,8 +302,8 @@ void ZProperties_5_1::setValue(char const* stanza, char const* key, ZUTF8String_
     setValue(stanza, key, ZLCString_5_1(value).getChars(), obfuscated);
 }
 
-void ZProperties_5_1::setValue(char const* stanza, char const* key,
-                               ZLCConstString_5_1 const& value, int obfuscated) {
+void ZProperties_5_1::setValue(char const* stanza, char const* key, ZLCConstString_5_1 const& value,
+                               int obfuscated) {
     setValue(stanza, key, value.getChars(), obfuscated);
 }
 
@@ -410,14 +408,31 @@ int ZProperties_5_1::convertToBoolean(char const* text, int& out) {
     char const* rest = "";
     int truth = 0;
     switch (text ? lower(*text) : '\0') {
-        case '\0': out = 0; return 1;
-        case 'y': rest = "es"; truth = 1; break;
-        case 't': rest = "rue"; truth = 1; break;
-        case '1': truth = 1; break;
-        case 'n': rest = "o"; break;
-        case 'f': rest = "alse"; break;
-        case '0': break;
-        default: out = 0; return 0;
+        case '\0':
+            out = 0;
+            return 1;
+        case 'y':
+            rest = "es";
+            truth = 1;
+            break;
+        case 't':
+            rest = "rue";
+            truth = 1;
+            break;
+        case '1':
+            truth = 1;
+            break;
+        case 'n':
+            rest = "o";
+            break;
+        case 'f':
+            rest = "alse";
+            break;
+        case '0':
+            break;
+        default:
+            out = 0;
+            return 0;
     }
     out = 0;
     if (text[1]) {

@@ -1,5 +1,5 @@
-// ZProperties: configuration files as (stanza, key) -> values: interfaces, iterators, shared instances.
-// Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
+// ZProperties: configuration files as (stanza, key) -> values: interfaces, iterators, shared
+// instances. Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
 //
 // A configuration file is made of stanzas; a stanza holds keys in file order; a key holds any
 // number of values in order, or none. Names are `const char*` in the local codeset, never null and
@@ -313,10 +313,10 @@ class Z_API ZProperties_5_1 : public ZAbstractProperties_5_1,
 public:
     ~ZProperties_5_1() noexcept(false) override;
 
-    // The process's shared instance of `file`, made and loaded by `factory` at the first call. Later
-    // calls reload it when `force` is not 0, or when the file's modification time (whole seconds)
-    // changed and the instance holds no unsaved changes. The factory owns it. Failures of load and
-    // reload pass through; an instance whose reload fails here keeps the content it had.
+    // The process's shared instance of `file`, made and loaded by `factory` at the first call.
+    // Later calls reload it when `force` is not 0, or when the file's modification time (whole
+    // seconds) changed and the instance holds no unsaved changes. The factory owns it. Failures of
+    // load and reload pass through; an instance whose reload fails here keeps the content it had.
     // A null or empty name is ZInvalidParameterException_5_1.
     // Holding an iterator of an instance while calling this can deadlock with a thread that reloads
     // the instance.
@@ -456,12 +456,12 @@ private:
             throw;
         }
     }
-    // The same, and tells the observers after the lock is released. Whether they are told is settled
-    // under the lock: another thread's load may begin right after. The names may be the store's own
-    // and die in the change.
+    // The same, and tells the observers after the lock is released. Whether they are told is
+    // settled under the lock: another thread's load may begin right after. The names may be the
+    // store's own and die in the change.
     template <class Edit>
-    void change(ZPropertyChanged_5_1::PropertyChangeType type, char const* stanza,
-                char const* key, Edit edit) {
+    void change(ZPropertyChanged_5_1::PropertyChangeType type, char const* stanza, char const* key,
+                Edit edit) {
         if (!hasObservers()) return changeQuietly(edit);
         ZLCString_5_1 const stanzaName(stanza), keyName(key);
         bool announce = false;

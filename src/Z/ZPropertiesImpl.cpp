@@ -235,8 +235,7 @@ ZArrayList_5_1* ZPCategoryBasedCache_5_1::get(char const* stanza, char const* ke
     return &found->list(wantsObfuscated);
 }
 
-z_5_1::PropSlice ZPCategoryBasedCache_5_1::firstValue(char const* stanza,
-                                                      char const* key) const {
+z_5_1::PropSlice ZPCategoryBasedCache_5_1::firstValue(char const* stanza, char const* key) const {
     PropKey* found = find(stanza, key);
     return found ? found->firstValue() : z_5_1::PropSlice();
 }
@@ -264,7 +263,8 @@ void ZPCategoryBasedCache_5_1::visitValues(char const* stanza, char const* key,
 
 void ZPCategoryBasedCache_5_1::visitKeys(char const* stanza, KeyVisitor& visitor) const {
     if (ZPKVList_5_1* found = find(stanza)) {
-        found->forEachKey([&visitor](PropKey& key) { visitor.visit(key.text, key.firstValue().chars); });
+        found->forEachKey(
+            [&visitor](PropKey& key) { visitor.visit(key.text, key.firstValue().chars); });
     }
 }
 
@@ -433,7 +433,8 @@ void ZPCategoryBasedCache_5_1::addLine(char const* stanza, char const* key, char
     ZPKVList_5_1& found = addStanzaLine(stanza);
     if (!key) return;
     PropKey& target = keyFor(found, key);
-    // A key that came from the database has no line either; without one a plain value would be lost.
+    // A key that came from the database has no line either; without one a plain value would be
+    // lost.
     if (!target.placed) found.place(target);
     setValue(found, target, value, obfuscated);
 }

@@ -104,8 +104,8 @@ private:
 
     void readHead(char* first, char* last) {
         char* name = first + 1;
-        auto* bracket = static_cast<char*>(
-            std::memchr(name, ']', static_cast<std::size_t>(last - name)));
+        auto* bracket =
+            static_cast<char*>(std::memchr(name, ']', static_cast<std::size_t>(last - name)));
         if (!bracket) invalid(first, last);
         auto const length = static_cast<std::size_t>(bracket - name);
         if (store_.find(name, length)) invalid(first, last);
@@ -115,8 +115,8 @@ private:
     }
 
     void readKey(char* first, char* last) {
-        auto* equals = static_cast<char*>(
-            std::memchr(first, '=', static_cast<std::size_t>(last - first)));
+        auto* equals =
+            static_cast<char*>(std::memchr(first, '=', static_cast<std::size_t>(last - first)));
         if (!stanza_ || !equals || equals == first) invalid(first, last);
         char* keyEnd = equals;
         while (isSpace(keyEnd[-1])) --keyEnd;
@@ -207,7 +207,8 @@ void putKey(TextOut& out, z_5_1::PropKey const& key) {
         case z_5_1::PropValues::lists:
             if (key.isObfuscated()) return;
             break;
-        case z_5_1::PropValues::none: break;
+        case z_5_1::PropValues::none:
+            break;
     }
     unsigned int const count = key.count(false);
     for (unsigned int i = 0; i < count; ++i) {

@@ -117,8 +117,8 @@ void ZPropertiesKVList_5_1::clear() {
 ZStanzaIterator_5_1::~ZStanzaIterator_5_1() noexcept = default;
 ZStanzaValueIterator_5_1::~ZStanzaValueIterator_5_1() noexcept = default;
 
-ZStanzaFileProperties_5_1::ZStanzaFilePropertiesFactory::
-    ~ZStanzaFilePropertiesFactory() noexcept(false) {}
+ZStanzaFileProperties_5_1::ZStanzaFilePropertiesFactory::~ZStanzaFilePropertiesFactory() noexcept(
+    false) {}
 
 ZProperties_5_1* ZStanzaFileProperties_5_1::ZStanzaFilePropertiesFactory::makePropertiesInstance() {
     return new ZStanzaFileProperties_5_1(1);
@@ -204,9 +204,9 @@ void ZStanzaFileProperties_5_1::addValues(char const* stanza, char const* key,
         requireThat(value != nullptr, unit, __LINE__);
         if (!obfuscated) z_5_1::requireOneLine(unit, value->getChars());
     }
-    ZStanzaValueIterator_5_1 present(*this, stanza, key, ZPropLCString,
-                                     obfuscated ? ZStanzaValueIterator_5_1::OBFUSCATED
-                                                : ZStanzaValueIterator_5_1::PLAIN);
+    ZStanzaValueIterator_5_1 present(
+        *this, stanza, key, ZPropLCString,
+        obfuscated ? ZStanzaValueIterator_5_1::OBFUSCATED : ZStanzaValueIterator_5_1::PLAIN);
     bool const fresh = present.valueCount() == 0;
     std::unordered_set<std::string> added;
     for (unsigned int i = 0; i < values.size(); ++i) {
@@ -278,7 +278,8 @@ void ZStanzaFileProperties_5_1::serve(ZStzFileItem_5_1 const& item) {
         case ZStzFileItem_5_1::wholeStanza:
             getStanza(item.stanza, *static_cast<ZPropertiesKVList_5_1*>(item.result));
             return;
-        default: z_5_1::raise(unit, ZInvalidParameterException_5_1());
+        default:
+            z_5_1::raise(unit, ZInvalidParameterException_5_1());
     }
 }
 

@@ -114,9 +114,9 @@ public:
                           int obfuscated);
     virtual void addValue(char const* stanza, char const* key, ZUTF8ConstString_5_1 const& value,
                           int obfuscated);
-    // Adds the strings of `values` in order. The search for each starts where the search for the one
-    // before it stopped: an equal value that lies before that point is not seen, and the value is
-    // added again. On a key without values no value of the list is added twice.
+    // Adds the strings of `values` in order. The search for each starts where the search for the
+    // one before it stopped: an equal value that lies before that point is not seen, and the value
+    // is added again. On a key without values no value of the list is added twice.
     virtual void addValues(char const* stanza, char const* key, ZArrayList_5_1 const& values,
                            int obfuscated);
     // Fills `list` with the stanza's keys and first values, empty for a key without values.

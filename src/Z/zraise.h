@@ -10,7 +10,9 @@
 // Stands where `catch (...)` would: a cancelled thread unwinds by an exception of the C library
 // that must never be kept, or the process ends.
 #define Z_CATCH_ALL \
-    catch (abi::__forced_unwind&) { throw; } \
+    catch (abi::__forced_unwind&) { \
+        throw; \
+    } \
     catch (...)
 
 namespace z_5_1 {
