@@ -78,6 +78,9 @@ public:
     void swap(unsigned int left, unsigned int right) override;
 
 private:
+    // Reads its buckets without checks.
+    friend class ZHashMap_5_1;
+
     void checkIndex(unsigned int index) const;
 
     ZObject_5_1** elements_;

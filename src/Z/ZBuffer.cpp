@@ -123,7 +123,7 @@ ZConstBuffer_5_1::ZConstBuffer_5_1(unsigned long length, void* data)
 ZConstBuffer_5_1::ZConstBuffer_5_1(ZConstBuffer_5_1 const& other) = default;
 
 ZConstBuffer_5_1& ZConstBuffer_5_1::operator=(ZConstBuffer_5_1 const& other) {
-    setBuffer(other.length_, other.buffer_);
+    if (this != &other) setBuffer(other.length_, other.buffer_);
     return *this;
 }
 

@@ -5,10 +5,14 @@
 #include <cerrno>
 #include <limits>
 #include <memory>
+#include <type_traits>
 
 #include "ZException.h"
 #include "zraise.h"
 #include "zreport.h"
+
+// A second path to the root would make the conversion ambiguous.
+static_assert(std::is_convertible_v<ZBooleanCondition_5_1*, ZObject_5_1*>);
 
 namespace {
 
@@ -54,6 +58,8 @@ ZCondition_5_1::ZCondition_5_1(ZLock_5_1& lock) : ZCondition_5_1(&lock, 0) {}
 
 ZCondition_5_1::~ZCondition_5_1() noexcept {
     int const rc = pthread_cond_destroy(cond_);
+    // Only a cancellation would pass, and nothing here can be cancelled.
+    // cppcheck-suppress throwInNoexceptFunction
     if (rc != 0) z_5_1::quietly(unit, [rc] { z_5_1::reportNumber(unit, destroyFailed, rc); });
     delete cond_;
     if (ownsLock_) delete lock_;

@@ -135,9 +135,10 @@ private:
 class z_5_1::KeyBucket : public ZArrayMap_5_1 {
 public:
     // Three places fill the smallest heap block.
-    KeyBucket() : ZArrayMap_5_1(3, 1) {}
+    explicit KeyBucket(unsigned int capacity = 3) : ZArrayMap_5_1(capacity, 1) {}
 
-    KeyBucket(KeyBucket const& other) : ZArrayMap_5_1(other.size(), 1) {
+    // The delegation completes the object, so a clone() that throws runs the destructor.
+    KeyBucket(KeyBucket const& other) : KeyBucket(other.size()) {
         for (unsigned int i = 0; i < other.size_; ++i) {
             if (other.entry(i)) append(std::make_unique<ZKeyEntry_5_1>(*other.entry(i)));
         }
@@ -199,7 +200,7 @@ public:
 private:
     void makeIndex() {
         auto index = std::make_unique<HashIndex>();
-        index->reserve(size_ * 2);
+        index->reserve(std::size_t{size_} * 2);
         for (std::uint32_t i = 0; i < size_; ++i) index->append(entry(i)->hash_);
         index_ = std::move(index);
     }

@@ -13,11 +13,14 @@
 #include <cstddef>
 #include <limits>
 #include <memory>
-#include <new>
+#include <type_traits>
 
 #include "ZException.h"
 #include "zraise.h"
 #include "zreport.h"
+
+// A second path to the root would make the conversion ambiguous.
+static_assert(std::is_convertible_v<ZLock_5_1*, ZObject_5_1*>);
 
 #ifdef __ILP32__
 static_assert(sizeof(ZLock_5_1) == 20, "the record is fixed on 32 bits");
@@ -58,12 +61,17 @@ ZLock_5_1::ZLock_5_1() : count_(0) {
 
 ZLock_5_1::ZLock_5_1(ZLock_5_1 const&) : ZLock_5_1() {}
 
+// There is nothing to assign.
+// cppcheck-suppress operatorEqVarError
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment,cert-oop54-cpp)
 ZLock_5_1& ZLock_5_1::operator=(ZLock_5_1 const&) {
     return *this;
 }
 
 ZLock_5_1::~ZLock_5_1() noexcept {
     int const rc = pthread_mutex_destroy(mutex_);
+    // Only a cancellation would pass, and nothing here can be cancelled.
+    // cppcheck-suppress throwInNoexceptFunction
     if (rc != 0) z_5_1::quietly(unit, [rc] { z_5_1::reportNumber(unit, destroyFailed, rc); });
     delete cellsOf(mutex_);
 }
@@ -123,5 +131,7 @@ ZResourceLock_5_1::ZResourceLock_5_1(ZLock_5_1& lock) : lock_(lock) {
 }
 
 ZResourceLock_5_1::~ZResourceLock_5_1() noexcept {
+    // Only a cancellation would pass, and nothing here can be cancelled.
+    // cppcheck-suppress throwInNoexceptFunction
     z_5_1::quietly(unit, [this] { lock_.unlock(); });
 }

@@ -148,14 +148,6 @@ void ZHashMap_5_1::list(ZList_5_1& target) const {
     }
 }
 
-unsigned int ZHashMap_5_1::slotOf(unsigned long hash) const {
-    return static_cast<std::uint32_t>(hash) % buckets_.size();
-}
-
-ZArrayMap_5_1* ZHashMap_5_1::bucketAt(unsigned int slot) const {
-    return static_cast<ZArrayMap_5_1*>(buckets_.get(slot));
-}
-
 namespace {
 
 ZListIterator_5_1* cursorOver(ZArrayList_5_1* snapshot) {
@@ -179,6 +171,7 @@ ZMapIterator_5_1::ZMapIterator_5_1(ZMapIterator_5_1 const& other) : ZAbstractIte
 }
 
 ZMapIterator_5_1& ZMapIterator_5_1::operator=(ZMapIterator_5_1 const& other) {
+    if (this == &other) return *this;
     *snapshot_ = *other.snapshot_;
     *cursor_ = *other.cursor_;
     return *this;

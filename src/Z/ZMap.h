@@ -3,6 +3,8 @@
 #ifndef Z_ZMAP_H
 #define Z_ZMAP_H
 
+#include <cstdint>
+
 #include "ZArray.h"
 #include "ZIterator.h"
 #include "ZList.h"
@@ -103,8 +105,12 @@ private:
     // Keeps key entries in buckets of its own making, which it indexes.
     friend class ZHashKeyMap_5_1;
 
-    unsigned int slotOf(unsigned long hash) const;
-    ZArrayMap_5_1* bucketAt(unsigned int slot) const;
+    unsigned int slotOf(unsigned long hash) const {
+        return static_cast<std::uint32_t>(hash) % buckets_.size_;
+    }
+    ZArrayMap_5_1* bucketAt(unsigned int slot) const {
+        return static_cast<ZArrayMap_5_1*>(buckets_.elements_[slot]);
+    }
 
     ZArray_5_1 buckets_;
     int ownsMembers_;

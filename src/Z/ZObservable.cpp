@@ -3,7 +3,6 @@
 #include "ZObservable.h"
 
 #include <cstdint>
-#include <type_traits>
 
 namespace {
 
@@ -43,6 +42,7 @@ ZAbstractObservable_5_1::ZAbstractObservable_5_1(ZAbstractObservable_5_1 const& 
     : observers_(other.observersCopy()), count_(observers_.size()) {}
 
 ZAbstractObservable_5_1& ZAbstractObservable_5_1::operator=(ZAbstractObservable_5_1 const& other) {
+    if (this == &other) return *this;
     // One lock at a time: two subjects may be assigned to each other.
     ZArrayList_5_1 const observers = other.observersCopy();
     ZResourceLock_5_1 const hold(lock_);
