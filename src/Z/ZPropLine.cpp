@@ -13,7 +13,7 @@
 namespace {
 
 constexpr char const* unit = "src/Z/ZPropertiesImpl";
-constexpr std::size_t largestChunk = 256 * 1024;
+constexpr std::size_t largestChunk = std::size_t{256} * 1024;
 
 char noText[] = "";  // of blank lines
 
@@ -25,7 +25,7 @@ ZArrayList_5_1* newPair() {
     for (int i = 0; i < 2; ++i) {
         auto list = std::make_unique<ZArrayList_5_1>(listRoom, 1);
         pair->addNoCopy(list.get());
-        list.release();
+        (void)list.release();
     }
     return pair.release();
 }
@@ -33,7 +33,7 @@ ZArrayList_5_1* newPair() {
 void append(ZArrayList_5_1& list, char const* chars) {
     auto string = std::make_unique<ZLCString_5_1>(chars);
     list.addNoCopy(string.get());
-    string.release();
+    (void)string.release();
 }
 
 }  // namespace

@@ -270,6 +270,6 @@ ZProperties_5_1* ZProperties_5_1::getPropertiesFor(char const* file,
     fresh->load(file);
     auto key = std::make_unique<ZLCString_5_1>(file);
     factory.instances_.putEntryNoCopy(key.get(), fresh.get());
-    key.release();
+    (void)key.release();
     return fresh.release();
 }

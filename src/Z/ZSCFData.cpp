@@ -20,7 +20,7 @@ constexpr char const* unit = "src/Z/ZStanzaFileProperties";
 constexpr char const* engine = "src/Z/ZProperties";  // where all failures of files come from
 
 constexpr std::size_t longestPiece = 8191;
-constexpr std::size_t readStep = 64 * 1024;
+constexpr std::size_t readStep = std::size_t{64} * 1024;
 
 bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
