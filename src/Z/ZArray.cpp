@@ -3,11 +3,14 @@
 #include "ZArray.h"
 
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "ZException.h"
 #include "zmembers.h"
 #include "zraise.h"
+
+static_assert(std::is_convertible<ZArray_5_1*, ZObject_5_1*>::value, "one way up to the root");
 
 #ifdef __ILP32__
 static_assert(sizeof(ZArray_5_1) == 20, "the record is fixed on 32 bits");

@@ -6,10 +6,15 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 #include "ZException.h"
 #include "zraise.h"
+
+static_assert(std::is_convertible<ZBuffer_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZConstBuffer_5_1*, ZObject_5_1*>::value,
+              "one way up to the root");
 
 #ifdef __ILP32__
 static_assert(sizeof(ZBuffer_5_1) == 16, "the record is fixed on 32 bits");

@@ -19,10 +19,15 @@
 
 #include <algorithm>
 #include <memory>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "zmembers.h"
+
+static_assert(std::is_convertible<ZKeyEntry_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZHashKeyMap_5_1*, ZObject_5_1*>::value,
+              "one way up to the root");
 
 #ifdef __ILP32__
 static_assert(sizeof(ZKeyEntry_5_1) == 20, "the record is fixed on 32 bits");
@@ -82,9 +87,16 @@ public:
             if (keeps(position)) hashes_[kept++] = hashes_[position];
         }
         hashes_.resize(kept);
-        if (kept <= unindexed) std::vector<std::uint32_t>().swap(table_);
+        if (kept <= unindexed) {
+            std::vector<std::uint32_t>().swap(table_);
+            return;
+        }
+        // The table shrinks with what it holds, or clearing it would cost what it once held.
+        std::uint32_t const bits = std::min(bitsFor(kept), 32 - shift_);
+        table_.resize(std::size_t{1} << bits);
+        shift_ = 32 - bits;
         std::fill(table_.begin(), table_.end(), nowhere);
-        if (!table_.empty()) enterAll();
+        enterAll();
     }
 
     bool hasTable() const { return !table_.empty(); }
@@ -105,9 +117,14 @@ private:
         return (place + 1) & static_cast<std::uint32_t>(table_.size() - 1);
     }
 
-    void makeTable() {
+    static std::uint32_t bitsFor(std::size_t hashes) {
         std::uint32_t bits = 7;
-        while ((std::size_t{1} << bits) <= hashes_.size() * 2) ++bits;
+        while ((std::size_t{1} << bits) <= hashes * 2) ++bits;
+        return bits;
+    }
+
+    void makeTable() {
+        std::uint32_t const bits = bitsFor(hashes_.size());
         std::vector<std::uint32_t>(std::size_t{1} << bits, nowhere).swap(table_);
         shift_ = 32 - bits;
         enterAll();
@@ -232,7 +249,7 @@ ZKeyEntry_5_1::ZKeyEntry_5_1(ZObject_5_1* key, ZObject_5_1* value, int ownsMembe
 
 ZKeyEntry_5_1::ZKeyEntry_5_1(ZKeyEntry_5_1 const& other)
     : ZKeyEntry_5_1(other.key_, other.value_, other.ownsMembers_) {
-    hash_ = other.hash_;
+    hash_ = other.hash_.load(std::memory_order_relaxed);
 }
 
 ZKeyEntry_5_1::~ZKeyEntry_5_1() {
@@ -282,7 +299,13 @@ ZHashKeyMap_5_1::ZHashKeyMap_5_1(unsigned int capacity, int ownsMembers)
 
 ZHashKeyMap_5_1::ZHashKeyMap_5_1(ZHashKeyMap_5_1 const& other) = default;
 
-ZHashKeyMap_5_1& ZHashKeyMap_5_1::operator=(ZHashKeyMap_5_1 const& other) = default;
+ZHashKeyMap_5_1& ZHashKeyMap_5_1::operator=(ZHashKeyMap_5_1 const& other) {
+    if (this == &other) return *this;
+    // First, so that the map never deletes pairs of another owner when a clone fails half way.
+    ownsMembers_ = other.ownsMembers_;
+    entries_ = other.entries_;
+    return *this;
+}
 
 ZHashKeyMap_5_1::~ZHashKeyMap_5_1() {}
 

@@ -4,6 +4,7 @@
 #define Z_ZKEYMAP_H
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 
 #include "ZList.h"
@@ -87,7 +88,7 @@ private:
     ZObject_5_1* key_;
     ZObject_5_1* value_;
     int ownsMembers_;
-    mutable std::uint32_t hash_;
+    mutable std::atomic<std::uint32_t> hash_;  // written by hash() of any thread
 };
 
 // Buckets as in ZHashMap_5_1: their number is (max(capacity, 2) * 3) / 2, keys and values are

@@ -20,12 +20,17 @@
 #include <ctime>
 #include <limits>
 #include <memory>
+#include <type_traits>
 #include <typeinfo>
 #include <utility>
 
 #include "ZException.h"
 #include "zmembers.h"
 #include "zraise.h"
+
+static_assert(std::is_convertible<ZArrayList_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZListIterator_5_1*, ZObject_5_1*>::value,
+              "one way up to the root");
 
 #ifdef __ILP32__
 static_assert(sizeof(ZArrayList_5_1) == 24, "the record is fixed on 32 bits");

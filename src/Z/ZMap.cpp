@@ -6,6 +6,13 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <type_traits>
+
+static_assert(std::is_convertible<ZArrayMap_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZHashMap_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZMapIterator_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<ZArrayMapIterator_5_1*, ZObject_5_1*>::value,
+              "one way up to the root");
 
 #ifdef __ILP32__
 static_assert(sizeof(ZArrayMap_5_1) == 28, "the record is fixed on 32 bits");

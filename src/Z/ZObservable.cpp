@@ -3,6 +3,11 @@
 #include "ZObservable.h"
 
 #include <cstdint>
+#include <type_traits>
+
+static_assert(std::is_convertible<ZObservedParm_5_1*, ZObject_5_1*>::value &&
+                  std::is_convertible<Voyeur_5_1*, ZObject_5_1*>::value,
+              "one way up to the root");
 
 namespace {
 

@@ -2,6 +2,11 @@
 // Subsystem: collections, layer 2. Test: tests/ZList_test.cpp
 #include "ZSortCompare.h"
 
+#include <type_traits>
+
+static_assert(std::is_convertible<ZDefaultSortCompare_5_1*, ZObject_5_1*>::value,
+              "one way up to the root");
+
 ZSortCompare_5_1::~ZSortCompare_5_1() noexcept {}
 
 ZSortCompare_5_1 const& ZSortCompare_5_1::defaultSortCompare() {

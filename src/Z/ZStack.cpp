@@ -2,6 +2,10 @@
 // Subsystem: collections, layer 2. Test: tests/ZStack_test.cpp
 #include "ZStack.h"
 
+#include <type_traits>
+
+static_assert(std::is_convertible<ZArrayStack_5_1*, ZObject_5_1*>::value, "one way up to the root");
+
 #ifdef __ILP32__
 static_assert(sizeof(ZArrayStack_5_1) == 28, "the record is fixed on 32 bits");
 #endif

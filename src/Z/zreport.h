@@ -31,28 +31,36 @@ inline void reportNumber(char const* unit, int code, int rc, int line = __builti
     ZMessageService_5_1::messageService()->outputMessage(unit, line, code, 1, &number);
 }
 
+// Runs `body`, which may throw, where nothing may be thrown: what it throws is written instead. A
+// report that throws in its turn is lost.
+template <class Body>
+void quietly(char const* unit, Body const& body, int line = __builtin_LINE()) {
+    constexpr int unknownException = 19;
+    auto report = [](auto const& write) {
+        NotCancelled const whole;
+        try {
+            write();
+        }
+        Z_CATCH_ALL {}
+    };
+    try {
+        body();
+    } catch (ZException_5_1& exception) {
+        report([&] { ZMessageService_5_1::messageService()->outputException(exception); });
+    }
+    Z_CATCH_ALL {
+        report([&] {
+            ZMessageService_5_1::messageService()->outputMessage(unit, line, unknownException, 0);
+        });
+    }
+}
+
 // Writes and throws: for failures that go into the log whether or not the caller catches them.
 template <class Exception>
 void checkAndReport(char const* unit, int code, int rc, int line = __builtin_LINE()) {
     if (rc == 0) return;
-    reportNumber(unit, code, rc, line);
+    quietly(unit, [&] { reportNumber(unit, code, rc, line); });
     check<Exception>(unit, code, rc, line);
-}
-
-// Runs `body`, which may throw, where nothing may be thrown: what it throws is written instead.
-template <class Body>
-void quietly(char const* unit, Body const& body, int line = __builtin_LINE()) {
-    constexpr int unknownException = 19;
-    try {
-        body();
-    } catch (ZException_5_1& exception) {
-        NotCancelled const whole;
-        ZMessageService_5_1::messageService()->outputException(exception);
-    }
-    Z_CATCH_ALL {
-        NotCancelled const whole;
-        ZMessageService_5_1::messageService()->outputMessage(unit, line, unknownException, 0);
-    }
 }
 
 }  // namespace z_5_1
