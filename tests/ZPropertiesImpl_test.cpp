@@ -1,5 +1,5 @@
-// ZPropertiesImpl_test: the store: where lines go, in which order names are listed, what lists
-// show. Subsystem: properties, layer 4. Test: tests/ZPropertiesImpl_test.cpp
+// ZPropertiesImpl_test: where lines go, in which order names are listed, what lists show.
+// Subsystem: properties, layer 4. Test: tests/ZPropertiesImpl_test.cpp
 #include <Z/ZException.h>
 #include <Z/ZSCFData.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// ZProperties_test: the engine: conversions, iterators, notices, files and their locks, shared
-// instances. Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
+// ZProperties_test: conversions, iterators, notices, files and their locks, shared instances.
+// Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
 #include <Z/ZException.h>
 #include <Z/ZStanzaFileProperties.h>
 #include <fcntl.h>

@@ -3,14 +3,12 @@
 //
 // To the outside a stanza is a key map: key name -> a pair of lists, the plain and the obfuscated
 // values. Inside it keeps nodes (ZPropLine.h), found by an index that the stanzas of a store share;
-// pairs and the list of names are made when somebody asks for them and kept up to date from then
-// on.
+// pairs and the list of names are made when somebody asks for them, and kept up to date then.
 //
 // 1. A key is in the index exactly while it is in the map. Its node is in lines_ exactly when
 //    `placed`, else in unplaced_: a key known only from the database has no line yet.
-// 2. Keys are listed by their sequence number. While nothing speaks against it (inLineOrder()),
-// every
-//    key is placed and the lines have them in that order already.
+// 2. Keys are listed by their sequence number. While inLineOrder(), every key is placed and the
+//    lines have them in that order already.
 // 3. names_, once made, holds the names of all keys in listing order, and nameSequences_ their
 //    sequence numbers.
 // 4. lastKey_ is the last key line, or null when there is none.

@@ -1,5 +1,5 @@
-// ZProperties: configuration files as (stanza, key) -> values: interfaces, iterators, shared
-// instances. Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
+// ZProperties: configuration files: their interfaces and engine, iterators, shared instances.
+// Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
 //
 // The engine: checks arguments, holds the instance's lock, asks the store, tells the observers.
 // Loading and storing stand in ZPropertiesFile.cpp, iterators and shared instances in

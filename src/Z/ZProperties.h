@@ -1,5 +1,5 @@
-// ZProperties: configuration files as (stanza, key) -> values: interfaces, iterators, shared
-// instances. Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
+// ZProperties: configuration files: their interfaces and engine, iterators, shared instances.
+// Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
 //
 // A configuration file is made of stanzas; a stanza holds keys in file order; a key holds any
 // number of values in order, or none. Names are `const char*` in the local codeset, never null and
