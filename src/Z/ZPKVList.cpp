@@ -237,7 +237,7 @@ void ZPKVList_5_1::placeAfter(PropLine* line, PropKey& key, bool isLastKey) {
 }
 
 void ZPKVList_5_1::place(PropKey& key) {
-    if (hasComments_ && placeBelowExample(key)) return;
+    if (hasExamples_ && placeBelowExample(key)) return;
     placeAfter(lastKey_, key, true);
 }
 
@@ -302,8 +302,8 @@ void ZPKVList_5_1::noteExample(PropLine& comment, bool isLast) {
 ZPKVList_5_1::PropLine& ZPKVList_5_1::addLine(unsigned int type, PropText text, PropLine* after) {
     PropLine& line = memory_->pool.makeLine(type, text);
     lines_.insertAfter(after, line);
-    if (type == ZPropLine_5_1::comment) {
-        hasComments_ = true;
+    if (type == ZPropLine_5_1::comment && std::memchr(line.text, '=', line.length)) {
+        hasExamples_ = true;
         if (examples_) noteExample(line, false);
     }
     return line;

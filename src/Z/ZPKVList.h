@@ -122,7 +122,7 @@ private:
     std::uint32_t count_ = 0;
     std::uint64_t nextSequence_ = 0;
     bool linesSorted_ = true;  // the placed keys stand in listing order
-    bool hasComments_ = false;
+    bool hasExamples_ = false;  // some comment holds "="
     PropLine* lastKey_ = nullptr;
     mutable std::unique_ptr<ZArrayList_5_1> names_;
     mutable std::vector<std::uint64_t> nameSequences_;
