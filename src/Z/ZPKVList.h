@@ -121,7 +121,7 @@ private:
     z_5_1::PropLineList unplaced_;  // keys without a line
     std::uint32_t count_ = 0;
     std::uint64_t nextSequence_ = 0;
-    bool linesSorted_ = true;  // the placed keys stand in listing order
+    bool linesSorted_ = true;   // the placed keys stand in listing order
     bool hasExamples_ = false;  // some comment holds "="
     PropLine* lastKey_ = nullptr;
     mutable std::unique_ptr<ZArrayList_5_1> names_;
