@@ -55,7 +55,15 @@ def read(files):
             times[family, work, size][who] = run["real_time"] * UNITS[run["time_unit"]]
             for counter in run.keys() - KNOWN:
                 counters[family, f"{work}: {counter}", size][who] = run[counter]
-    return times, counters
+    # The runs are interleaved at random: the rows are not, so that two reports can be compared.
+    return ({key: times[key] for key in sorted(times, key=natural)},
+            {key: counters[key] for key in sorted(counters, key=natural)})
+
+
+def natural(key):
+    """Numbers within words by their value."""
+    return [[(int(part), "") if part.isdigit() else (-1, part)
+             for part in re.split(r"(\d+)", word)] for word in key]
 
 
 def table(rows, show):
