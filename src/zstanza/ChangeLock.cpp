@@ -68,7 +68,7 @@ void ChangeLock::open(bool create) {
     struct stat now;
     if (fstat(descriptor_, &now) != 0 || !S_ISREG(now.st_mode)) {
         close();
-        throw Failure(inaccessible, file_, "not a regular file");
+        throw Failure(inaccessible, file_, "is not a regular file");
     }
 }
 

@@ -6,10 +6,13 @@
 // zstanza therefore holds a flock() on the file itself for the whole change.
 //
 //  1. flock() and the library's fcntl() record locks do not see each other on local file systems.
+//     Over NFS a flock() is itself a record lock; changes may report a busy file there.
 //  2. Closing any descriptor of a file drops the process's record locks on it. The descriptor here
 //     is opened before the library opens the file, and closed after the last store.
 //  3. A file that was replaced or removed between open and flock is not the file any more: the lock
-//     counts only if path and descriptor still name the same inode.
+//     counts only if path and descriptor still name the same inode. The same is asked before the
+//     store, and a change to a replaced file starts over. A small gap between this test and the
+//     store stays: a file put in place within it gets the text of the change.
 //  4. A file made for a change that then fails is removed again, under the lock; who waits for it
 //     meets rule 3.
 //
@@ -45,12 +48,13 @@ public:
     ChangeLock& operator=(ChangeLock const&) = delete;
     ~ChangeLock();
 
+    // Does the path still name the file that is locked?
+    bool isStillTheFile() const;
     // The change is stored: a file that was made for it stays.
     void keep() { made_ = false; }
 
 private:
     void open(bool create);
-    bool isStillTheFile() const;
     void close();
 
     std::string file_;

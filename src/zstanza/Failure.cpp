@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <new>
 
 namespace zstanza {
@@ -82,6 +83,8 @@ Failure currentFailure(std::string const& file) {
                        std::string(other.name()) + ", code " + std::to_string(other.code()));
     } catch (std::bad_alloc const&) {
         return Failure(inaccessible, file, "out of memory");
+    } catch (std::exception const& other) {
+        return Failure(inaccessible, file, other.what());
     }
 }
 

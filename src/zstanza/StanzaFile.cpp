@@ -91,10 +91,22 @@ std::vector<std::string> texts(ZArrayList_5_1 const& list) {
     return out;
 }
 
+// Whether reading comes to an end by itself. A pipe has a writer where the path names a descriptor,
+// as in <(command); one in a folder may wait for a writer forever. Devices are endless or wait.
+bool canBeRead(std::string const& path, struct stat const& found) {
+    if (S_ISFIFO(found.st_mode)) {
+        return path == "/dev/stdin" || path.rfind("/dev/fd/", 0) == 0 ||
+               path.rfind("/proc/", 0) == 0;
+    }
+    struct stat empty;
+    return S_ISREG(found.st_mode) || (S_ISCHR(found.st_mode) && stat("/dev/null", &empty) == 0 &&
+                                      found.st_rdev == empty.st_rdev);
+}
+
 }  // namespace
 
 template <class Access>
-void StanzaFile::waitFor(Access access) {
+auto StanzaFile::waitFor(Access access) {
     for (;;) {
         try {
             return access();
@@ -107,17 +119,20 @@ void StanzaFile::waitFor(Access access) {
 
 void StanzaFile::load() {
     struct stat now;
-    if (stat(name_.c_str(), &now) == 0 && S_ISDIR(now.st_mode)) {
-        throw Failure(inaccessible, name_, std::strerror(EISDIR));
+    if (stat(name_.c_str(), &now) == 0 && !canBeRead(name_, now)) {
+        throw Failure(inaccessible, name_,
+                      S_ISDIR(now.st_mode) ? std::strerror(EISDIR) : "is not a regular file");
     }
     // A load that met a busy file has read nothing, so it can be done again.
     waitFor([this] { content_.load(name_.c_str()); });
 }
 
-void StanzaFile::store() {
-    waitFor([this] {
+bool StanzaFile::store(ChangeLock const& lock) {
+    return waitFor([this, &lock] {
         SignalsHeld whole;
+        if (!lock.isStillTheFile()) return false;
         content_.store(name_.c_str());
+        return true;
     });
 }
 

@@ -19,7 +19,9 @@ public:
     StanzaFile(std::string const& name, Patience& patience) : name_(name), patience_(patience) {}
 
     void load();
-    void store();
+    // Returns false, and stores nothing, if the name has passed to another file than the locked
+    // one.
+    bool store(ChangeLock const& lock);
 
     std::string const& name() const { return name_; }
     ZStanzaFileProperties_5_1& content() { return content_; }
@@ -38,7 +40,7 @@ public:
 
 private:
     template <class Access>
-    void waitFor(Access access);
+    auto waitFor(Access access);
 
     std::string name_;
     Patience& patience_;

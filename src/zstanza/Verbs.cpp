@@ -19,14 +19,25 @@ using Json = nlohmann::ordered_json;  // members in the order they are put in
 
 // JSON is UTF-8, files are in the local codeset. The library turns what it cannot convert into the
 // empty text, which must not pass for the value.
-std::string utf8(StanzaFile const& file, std::string const& text) {
+std::optional<std::string> toUtf8(std::string const& text) {
     ZLCConstString_5_1 local(text.c_str());
     ZUTF8String_5_1 converted(local);
-    if (converted.isEmpty() && !text.empty()) {
+    if (converted.isEmpty() && !text.empty()) return std::nullopt;
+    return converted.getChars();
+}
+
+std::string utf8(StanzaFile const& file, std::string const& text) {
+    std::optional<std::string> converted = toUtf8(text);
+    if (!converted) {
         throw Failure(wrongType, file.name(),
                       "not text of the local codeset, so JSON cannot hold it: " + ascii(text));
     }
-    return converted.getChars();
+    return *converted;
+}
+
+// A file's name need not be text, and the work goes on whatever it is.
+std::string utf8Name(StanzaFile const& file) {
+    return toUtf8(file.name()).value_or(ascii(file.name()));
 }
 
 Json utf8(StanzaFile const& file, std::vector<std::string> const& texts) {
@@ -51,8 +62,7 @@ void printLines(std::vector<std::string> const& lines, std::string& out) {
 
 void listStanzas(StanzaFile& file, bool json, std::string& out) {
     std::vector<std::string> names = file.stanzas();
-    if (json)
-        return print({{"file", utf8(file, file.name())}, {"stanzas", utf8(file, names)}}, out);
+    if (json) return print({{"file", utf8Name(file)}, {"stanzas", utf8(file, names)}}, out);
     printLines(names, out);
 }
 
@@ -69,8 +79,7 @@ void listKeys(StanzaFile const& file, std::string const& stanza, bool json, std:
         for (std::string const& value : values) out.append(key).append(" = ").append(value) += '\n';
     }
     if (json) {
-        print({{"file", utf8(file, file.name())}, {"stanza", utf8(file, stanza)}, {"keys", keys}},
-              out);
+        print({{"file", utf8Name(file)}, {"stanza", utf8(file, stanza)}, {"keys", keys}}, out);
     }
 }
 
@@ -120,24 +129,29 @@ bool isMissing(std::string const& file) {
     return stat(file.c_str(), &now) != 0 && errno == ENOENT;
 }
 
-// Loads what is on disk now, edits it and stores it, alone among all zstanza. A dry run touches
-// nothing and so needs no lock.
+// Loads what is on disk now, edits it and stores it, alone among all zstanza; starts over when the
+// file was replaced meanwhile. A dry run touches nothing and so needs no lock.
 template <class Edit>
 int change(Arguments const& a, std::string& out, Edit edit) {
     Patience patience(a.wait);
-    StanzaFile file(a.file, patience);
     if (a.dryRun) {
+        StanzaFile file(a.file, patience);
         if (!a.create || !isMissing(a.file)) file.load();
         edit(file);
         out += file.text();
         return done;
     }
-    ChangeLock lock(a.file, a.create, patience);
-    file.load();
-    edit(file);
-    if (file.content().isModified()) file.store();
-    lock.keep();
-    return done;
+    do {
+        StanzaFile file(a.file, patience);
+        ChangeLock lock(a.file, a.create, patience);
+        file.load();
+        edit(file);
+        if (!file.content().isModified() || file.store(lock)) {
+            lock.keep();
+            return done;
+        }
+    } while (patience.pause());
+    throw busyFailure(a.file, patience.seconds());
 }
 
 }  // namespace
@@ -163,9 +177,8 @@ int get(Arguments const& a, std::string& out) {
         for (Converted const& result : results) out.append(result.text) += '\n';
         return done;
     }
-    Json object = {{"file", utf8(file, file.name())},
-                   {"stanza", utf8(file, a.stanza)},
-                   {"key", utf8(file, a.key)}};
+    Json object = {
+        {"file", utf8Name(file)}, {"stanza", utf8(file, a.stanza)}, {"key", utf8(file, a.key)}};
     if (a.all) {
         object["values"] = Json::array();
         for (Converted const& result : results) object["values"].push_back(result.json);
@@ -205,6 +218,7 @@ int unset(Arguments const& a, std::string& out) {
 // What is to be commented has to be there: the library would make it, but here that is a misspelt
 // name.
 int comment(Arguments const& a, std::string& out) {
+    if (a.text.empty()) throw Failure(usage, "zstanza: --text must not be empty");
     return change(a, out, [&a](StanzaFile& file) {
         if (a.stanza.empty()) {
             file.content().addFileComment(a.text.c_str());
@@ -227,7 +241,7 @@ int check(Arguments const& a, std::string& out) {
     for (std::string const& name : a.files) {
         StanzaFile file(name, patience);
         Json entry;
-        if (a.json) entry["file"] = utf8(file, name);
+        if (a.json) entry["file"] = utf8Name(file);
         try {
             file.load();
             entry["valid"] = true;

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -35,6 +36,8 @@ struct VerbEntry {
     char const* help;
 };
 
+constexpr char const* version = "zstanza " ZSTANZA_VERSION;
+
 constexpr VerbEntry verbs[] = {
     {"list", list, "FILE | STANZA", json,
      "Print the names of all stanzas, or the keys and values of one stanza"},
@@ -63,7 +66,13 @@ void addOperands(CLI::App& command, VerbEntry const& verb, Arguments& a) {
             continue;
         }
         if (word == "FILE") option = command.add_option("FILE", a.file)->check(given);
-        if (word == "FILE...") option = command.add_option("FILE", a.files)->check(given);
+        if (word == "FILE...") {
+            // As many as there are. Extra arguments are off since they take "[a,b]" for a list.
+            constexpr int any = CLI::detail::expected_max_vector_size;
+            option = command.add_option("FILE", a.files)->check(given);
+            option->expected(any, any)->allow_extra_args(false);
+            option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        }
         if (word == "STANZA") option = command.add_option("STANZA", a.stanza)->check(given);
         if (word == "KEY") option = command.add_option("KEY", a.key)->check(given);
         if (word == "VALUE") option = command.add_option("VALUE", a.value);
@@ -98,10 +107,54 @@ void addOptions(CLI::App& command, VerbEntry const& verb, Arguments& a) {
     }
 }
 
-int run(int argc, char** argv, std::string& out) {
-    Arguments arguments;
+void describe(CLI::App& command, VerbEntry const& verb, Arguments& a) {
+    command.set_version_flag("--version", version);
+    addOperands(command, verb, a);
+    addOptions(command, verb, a);
+}
+
+// "--text=" as "--text" and "": CLI11 would take the next word for the value.
+std::vector<std::string> withEmptyValues(CLI::App const& command,
+                                         std::vector<std::string> const& words) {
+    std::vector<std::string> out;
+    bool asItIs = false;  // a value, or an operand
+    bool operandsOnly = false;
+    for (std::string const& word : words) {
+        bool const empty = word.find('=') == word.size() - 1;
+        std::string const name = empty ? word.substr(0, word.size() - 1) : word;
+        CLI::Option const* option = nullptr;
+        if (!asItIs && name.rfind("--", 0) == 0) option = command.get_option_no_throw(name);
+        bool const takesValue = option != nullptr && option->get_items_expected_min() > 0;
+        operandsOnly = operandsOnly || (!asItIs && word == "--");
+        asItIs = operandsOnly || (takesValue && !empty);
+        out.push_back(takesValue ? name : word);
+        if (takesValue && empty) out.emplace_back();
+    }
+    return out;
+}
+
+// Returns what the words ask to print in place of any work: help or the version.
+std::optional<std::string> parse(CLI::App& app, std::vector<std::string> words) {
+    words = withEmptyValues(app, words);
+    std::reverse(words.begin(), words.end());
+    try {
+        app.parse(std::move(words));
+        return std::nullopt;
+    } catch (CLI::ParseError const& end) {
+        std::ostringstream result, ignored;
+        if (app.exit(end, result, ignored) != 0) {
+            throw Failure(usage,
+                          oneLine(std::string("zstanza: ") + end.what() + "; see zstanza --help"));
+        }
+        return result.str();
+    }
+}
+
+// For words that do not begin with a verb: help, version or a Failure.
+std::string overview(std::vector<std::string> const& words) {
+    Arguments ignored;
     CLI::App app("Lists, reads, checks and edits stanza files.", "zstanza");
-    app.set_version_flag("--version", "zstanza " ZSTANZA_VERSION);
+    app.set_version_flag("--version", version);
     app.require_subcommand(1);
     app.footer(
         "Operands that begin with \"-\" go after \"--\".\n"
@@ -109,26 +162,32 @@ int run(int argc, char** argv, std::string& out) {
         "the\n"
         "file, 4 the file cannot be read, locked or written, 5 the value is not of the asked "
         "type.");
-    std::map<CLI::App const*, Verb> runs;
     for (VerbEntry const& verb : verbs) {
-        CLI::App* command = app.add_subcommand(verb.name, verb.help);
-        addOperands(*command, verb, arguments);
-        addOptions(*command, verb, arguments);
-        runs[command] = verb.run;
+        describe(*app.add_subcommand(verb.name, verb.help), verb, ignored);
     }
-    try {
-        app.parse(argc, argv);
-    } catch (CLI::ParseError const& end) {
-        std::ostringstream result, ignored;
-        if (app.exit(end, result, ignored) != 0) {
-            throw Failure(usage,
-                          oneLine(std::string("zstanza: ") + end.what() + "; see zstanza --help"));
-        }
-        out = result.str();
+    if (std::optional<std::string> text = parse(app, words)) return *text;
+    throw Failure(usage, "zstanza: The verb comes first; see zstanza --help");
+}
+
+int run(std::vector<std::string> words, std::string& out) {
+    VerbEntry const* verb = std::find_if(
+        std::begin(verbs), std::end(verbs),
+        [&words](VerbEntry const& entry) { return !words.empty() && words.front() == entry.name; });
+    if (verb == std::end(verbs)) {
+        out = overview(words);
+        return done;
+    }
+    // An App without a parent: below another one, "++" would be no operand.
+    Arguments arguments;
+    CLI::App command(verb->help, std::string("zstanza ") + verb->name);
+    describe(command, *verb, arguments);
+    words.erase(words.begin());
+    if (std::optional<std::string> text = parse(command, words)) {
+        out = *text;
         return done;
     }
     try {
-        return runs.at(app.get_subcommands().front())(arguments, out);
+        return verb->run(arguments, out);
     } catch (...) {
         throw currentFailure(arguments.file);
     }
@@ -161,7 +220,7 @@ int main(int argc, char** argv) {
     for (int number : {SIGPIPE, SIGXFSZ}) static_cast<void>(signal(number, SIG_IGN));
     std::string out;
     try {
-        int code = zstanza::run(argc, argv, out);
+        int code = zstanza::run({argv + std::min(argc, 1), argv + argc}, out);
         zstanza::writeOut(out);
         return code;
     } catch (...) {
