@@ -107,6 +107,7 @@ TEST_F(ZStanza, Reads) {
               "-7\n16\n", ""},
              {"z get f web nowhere --default x --int", 2, "",
               "zstanza: f: key nowhere of stanza [web]: no number: x\n"},
+             {"z get f web nowhere --default= --all; z get f --version | wc -l", 0, "\n1\n", ""},
              {"z get f -- ' a b ' -k", 0, "-v = w\n", ""},
              {"z list f --json", 0,
               R"({"file":"f","stanzas":["web"," a b "]})"
@@ -135,6 +136,10 @@ TEST_F(ZStanza, Reads) {
              {"env LC_ALL=C \"$z\" get umlaut s k --json | wc -c", 0, "0\n",
               "zstanza: umlaut: not text of the local codeset, so JSON cannot hold it: "
               "\"\\xc3\\xbc\"\n"},
+             {"cp f $'\\xe9'; z list --json $'\\xe9'; cat f | z list /dev/stdin", 0,
+              R"({"file":"\\xe9","stanzas":["web"," a b "]})"
+              "\nweb\n a b \n",
+              ""},
              {"env -u TISDIR \"$z\" get f web flag", 0, "Yes\n", ""},
          }) {
         expect(c);
@@ -198,6 +203,7 @@ TEST_F(ZStanza, RefusesAndLeavesTheFile) {
              {"z set new web '#k' v --create; ls new", 2, "",
               "zstanza: new" + refused.substr(10) +
                   "ls: cannot access 'new': No such file or directory\n"},
+             {"z comment f web --text= --dry-run", 2, "", "zstanza: --text must not be empty\n"},
              {"z add f web k ''", 2, "", "zstanza: VALUE: must not be empty\n"},
              {"z get f web ''", 2, "", "zstanza: KEY: must not be empty; see zstanza --help\n"},
              {"z", 2, "", "zstanza: A subcommand is required; see zstanza --help\n"},
@@ -214,6 +220,8 @@ TEST_F(ZStanza, RefusesAndLeavesTheFile) {
              {"z set gone s k v --dry-run --create", 0, "\n[s]\nk = v\n", ""},
              {"z set folder s k v", 4, "",
               "zstanza: folder: cannot be opened for writing: Is a directory\n"},
+             {"mkfifo q; z check q /dev/zero", 4, "",
+              "zstanza: q: is not a regular file\nzstanza: /dev/zero: is not a regular file\n"},
              {"z list folder", 4, "", "zstanza: folder: Is a directory\n"},
              {"z list f >/dev/full", 4, "", "zstanza: standard output: No space left on device\n"},
              {"z list f >&-", 4, "", "zstanza: standard output: Bad file descriptor\n"},
@@ -235,7 +243,8 @@ TEST_F(ZStanza, RefusesAndLeavesTheFile) {
               R"(No such file or directory"}])"
               "\n",
               ""},
-             {"z check f f", 0, "", ""},
+             {"cp bad ++; cp bad '[f,f]'; z check f ++ '[f,f]'", 3, "",
+              "++" + bad.substr(3) + "[f,f]" + bad.substr(3)},
          }) {
         expect(c);
     }
@@ -265,16 +274,24 @@ TEST_F(ZStanza, WaitsForBusyFiles) {
     expect({"z set f web k v --wait 0", 4, "", busy});
     EXPECT_EQ(original, read("f"));
 
-    // Replaced while somebody waits: the change goes to the new file.
-    std::thread later([held] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        write("new", "[n]\n");
-        fs::rename("new", "f");
-        close(held);
-    });
-    expect({"z set f n k v", 0, "", ""});
-    later.join();
-    EXPECT_EQ("[n]\nk = v\n", read("f"));
+    // Replaced while somebody waits to begin, or to store: the change goes to the new file.
+    for (short lock : {short{F_UNLCK}, short{F_RDLCK}}) {
+        whole.l_type = lock;
+        ASSERT_EQ(0, fcntl(held, F_SETLK, &whole));
+        ASSERT_EQ(0, flock(held, lock == F_UNLCK ? LOCK_EX : LOCK_UN));
+        std::thread later([held] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            write("new", "[n]\n");
+            fs::rename("new", "f");
+            close(held);
+        });
+        expect({"z set f n k v", 0, "", ""});
+        later.join();
+        EXPECT_EQ("[n]\nk = v\n", read("f"));
+        write("f", original);
+        held = open("f", O_RDWR | O_CLOEXEC);
+    }
+    close(held);
 }
 
 // Programs start slowly under the sanitizers.
