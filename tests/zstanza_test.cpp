@@ -136,7 +136,7 @@ TEST_F(ZStanza, Reads) {
              {"env LC_ALL=C \"$z\" get umlaut s k --json | wc -c", 0, "0\n",
               "zstanza: umlaut: not text of the local codeset, so JSON cannot hold it: "
               "\"\\xc3\\xbc\"\n"},
-             {"cp f $'\\xe9'; z list --json $'\\xe9'; cat f | z list /dev/stdin", 0,
+             {"cp f \xe9; z list --json \xe9; cat f | z list /dev/stdin", 0,
               R"({"file":"\\xe9","stanzas":["web"," a b "]})"
               "\nweb\n a b \n",
               ""},
