@@ -142,6 +142,7 @@ TEST(tisHandles, AreFreshAndOnlyForStatelessSupersetsOfAsciiLetters) {
         "ISO-2022-JP",
         "ISO-2022-KR",
         "IBM037",
+        "T.61",
         "EUC-JP//TRANSLIT",
         "EUC-JP//IGNORE",
         "EUC JP",

@@ -4,6 +4,7 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 
@@ -60,6 +61,12 @@ bool isUtf8(iconv_t decoder) {
     return found.outcome == Probe::one && found.cp == 0x1F600;
 }
 
+// Some byte below 0x80 is no character. In a multibyte codeset such a byte would have no length,
+// and nobody could skip ASCII unseen.
+bool lacksAscii(Codeset const& cs) {
+    return std::find(cs.first + 1, cs.first + 0x80, cellNone) != cs.first + 0x80;
+}
+
 bool learn(Codeset& cs) {
     OwnConverter decoder(codePoints, cs.name);
     if (!isOpen(decoder.get())) return false;
@@ -68,6 +75,7 @@ bool learn(Codeset& cs) {
         if (!learnByte(cs, b, probe(decoder.get(), &byte, 1))) return false;
     }
     if (cs.composing) cs.asciiIdentity = false;
+    if (cs.kind == Kind::multiByte && lacksAscii(cs)) return false;
     if (cs.kind == Kind::multiByte && isUtf8(decoder.get())) cs.kind = Kind::utf8;
     if (cs.kind == Kind::singleByte && !fillSingleByteTables(cs)) return false;
     cs.keeper = decoder.release();

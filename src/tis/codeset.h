@@ -11,7 +11,8 @@
 // 1. A Codeset is complete before it is published and is never freed. Only its lazy tables are
 //    added later, each published once with release and read with acquire.
 // 2. In every codeset NUL, digits and ASCII letters are one byte and themselves, bytes below 0x80
-//    begin no longer character, and NUL occurs inside none: a walk stops at the terminator.
+//    begin no longer character and, in multibyte codesets, each is a character; and NUL occurs
+//    inside none: a walk stops at the terminator.
 // 3. asciiIdentity is set only when the converter mapped each byte below 0x80 to itself, held none
 //    of them back and the codeset is not composing. Fast paths for ASCII ask it first: the yen sign
 //    of some Japanese codesets is the byte 0x5C.

@@ -35,7 +35,8 @@ TIS_API int tis_set_dir(char const* dir);
 
 /* The process's character locale and its codeset, as the C library names them. The canonical name
    of a locale is the name itself, but "C" for "POSIX". 0; -1, with `out` untouched, when the
-   name is empty or does not fit into `size` bytes with its terminator. */
+   name does not fit into `size` bytes with its terminator; from tis_canonical_loc also for an empty
+   name. */
 TIS_API int tis_os_lang_name(char* out, int size);
 TIS_API int tis_os_cs_name(char* out, int size);
 TIS_API int tis_canonical_loc(char const* name, char* out, int size);
@@ -48,8 +49,8 @@ TIS_API int tis_canonical_loc(char const* name, char* out, int size);
 TIS_API tis_loc* tis_loc_new(char const* name);
 
 /* A new handle, released with tis_cs_free. "UTF8" and "UTF-8" in any case, or a name that iconv
-   knows, provided the codeset is stateless and NUL, digits and ASCII letters are themselves in it;
-   null otherwise. */
+   knows, provided the codeset is stateless, NUL, digits and ASCII letters are themselves in it and,
+   where it has characters of several bytes, each byte below 0x80 is a character; null otherwise. */
 TIS_API tis_cs* tis_cs_new(char const* name);
 TIS_API void tis_cs_free(tis_cs* cs);
 
@@ -59,7 +60,8 @@ TIS_API void tis_cs_free(tis_cs* cs);
    are ordinary characters. -1 when the source is invalid or cut short, a character has no form in
    the target, or the target is too small; what is in the target then has no meaning. The blocks
    must not overlap. UTF-8 is strict: no overlong forms, no surrogates, nothing above U+10FFFF. To
-   UTF-8 a text grows at most threefold, from UTF-8 at most twofold. */
+   UTF-8 a text grows at most threefold, from UTF-8 at most twofold; except from TSCII, where a byte
+   may stand for several characters, of up to twelve bytes together. */
 TIS_API int tis_to_utf8(tis_cs const* cs, char const* src, int srcLen, char* dst, int dstLen);
 TIS_API int tis_from_utf8(tis_cs const* cs, char const* src, int srcLen, char* dst, int dstLen);
 
