@@ -33,6 +33,8 @@ TEST(ZTISUTF8Converter, ConvertsWithTheTerminator) {
         EXPECT_EQ(content(out), utf8 + '\0');
         converter.convertToLocal(row.utf8, out);
         EXPECT_EQ(content(out), local + '\0');
+        converter.convertToUTF8(static_cast<char const*>(out.getBuffer()), out);
+        EXPECT_EQ(content(out), utf8 + '\0');
     }
 }
 

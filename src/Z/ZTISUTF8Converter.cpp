@@ -5,7 +5,10 @@
 #include <tis/tis.h>
 
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
 
 #include "ZBuffer.h"
 #include "ZException.h"
@@ -25,10 +28,29 @@ void needEnvironment(int line) {
 
 using Convert = int (*)(tis_cs const*, char const*, int, char*, int);
 
+struct Free {
+    void operator()(char* block) const { std::free(block); }
+};
+using Block = std::unique_ptr<char, Free>;
+
+bool liesIn(ZBuffer_5_1 const& out, char const* text) {
+    return reinterpret_cast<std::uintptr_t>(text) -
+               reinterpret_cast<std::uintptr_t>(out.getBuffer()) <
+           out.getLength();
+}
+
+// A text that lies in `out` would move or be overwritten while it is read: it is copied first.
+Block copyOf(char const* text) {
+    Block copy(strdup(text));
+    if (copy == nullptr) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
+    return copy;
+}
+
 // The terminator is converted with the text. `growth` is how many bytes one may become.
 void convertInto(ZBuffer_5_1& out, Convert convert, void* handle, char const* text,
                  unsigned int growth) {
-    ZLCConstString_5_1 const input(text);
+    Block const own = text != nullptr && liesIn(out, text) ? copyOf(text) : nullptr;
+    ZLCConstString_5_1 const input(own != nullptr ? own.get() : text);
     unsigned long long const reserved = 1ULL * growth * input.getLength() + 1;
     if (reserved > INT_MAX) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
     out.setLength(static_cast<unsigned long>(reserved));

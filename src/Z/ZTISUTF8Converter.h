@@ -16,7 +16,8 @@ public:
     // The name of the codeset converted from and to.
     virtual ZLCString_5_1 const& getLocalCodeSet() const = 0;
 
-    // The converted text and its terminator become the content of `out`. A text that cannot be
+    // The converted text and its terminator become the content of `out`, in which the text may lie
+    // so far. A text that cannot be
     // converted leaves `out` at the length that was reserved (twice, to UTF-8 three times the
     // length, plus one) with undefined bytes, and is not reported. Throws ZOutOfMemoryException_5_1
     // (code 1).
