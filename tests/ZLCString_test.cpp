@@ -106,6 +106,7 @@ TYPED_TEST(Owned, JoinedComparedAndCut) {
     for (auto const& [start, count, text] : rows) {
         EXPECT_STREQ(S("hello").subString(start, count), text);
     }
+    EXPECT_STREQ(S("a\0bc\0d", 6).subString(2), "bc");
     EXPECT_TRUE(S("hello").subString(3) == "lo" && S("hello").subString(9) == "");
 }
 

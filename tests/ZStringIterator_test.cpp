@@ -78,6 +78,9 @@ TEST(ZStringIterator, DrivesReplacements) {
     members.getNext();
     EXPECT_STREQ(text.replaceAllOf(members, "<z>"), "a<z><z><z>");
     EXPECT_STREQ(same.replaceNoneOf(own, "\xC3\xA9", "."), ".\xC3\xA9.\xC3\xA9");
+    ZUTF8String_5_1 invalid("\xC3");
+    ZStringIterator_5_1 stray(invalid, out);
+    EXPECT_STREQ(invalid.replaceNoneOf(stray, nullptr, "."), "\xC3");
 }
 
 }  // namespace

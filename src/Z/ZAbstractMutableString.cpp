@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <istream>
 #include <memory>
-#include <string>
 
 #include "ZException.h"
 #include "zraise.h"
@@ -33,9 +32,17 @@ struct Free {
 using Block = std::unique_ptr<char, Free>;
 
 Block allocate(std::size_t bytes) {
-    Block block(static_cast<char*>(std::malloc(bytes)));
+    // 0 is 4 GiB on machines of 32 bits.
+    Block block(bytes == 0 ? nullptr : static_cast<char*>(std::malloc(bytes)));
     if (block == nullptr) raiseOutOfMemory();
     return block;
+}
+
+// The block, or a new one for null, with room for `bytes` bytes and a terminator; null without
+// memory, and then the old block is as it was.
+char* resize(char* block, unsigned int bytes) {
+    std::size_t const size = static_cast<std::size_t>(bytes) + 1;
+    return size == 0 ? nullptr : static_cast<char*>(std::realloc(block, size));
 }
 
 // The sizes a caller asks for, in 64 bits, as the 32 that a string counts in.
@@ -144,6 +151,8 @@ public:
             p += bytes;
         }
     }
+    // The characters of one byte; so are bytes that begin none.
+    bool const (&single() const)[256] { return single_; }
     bool holds(char const* character, std::size_t bytes) const {
         if (bytes == 1) return single_[static_cast<unsigned char>(*character)];
         char terminated[8] = {};
@@ -199,9 +208,10 @@ ZAbstractMutableString_5_1::ZAbstractMutableString_5_1(unsigned long number) {
 
 // ---- memory ----
 
-void ZAbstractMutableString_5_1::init() {
+ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::init() {
     if (buffer_ != inline_) std::free(buffer_);
     startEmpty();
+    return *this;
 }
 
 unsigned int ZAbstractMutableString_5_1::setCapacity(unsigned int bytes) {
@@ -232,7 +242,7 @@ void ZAbstractMutableString_5_1::makeRoom(unsigned long long bytes) {
 }
 
 // Lets capacity_ bytes be filled. A block that grows, other than to an exact size, will grow again:
-// it gets half of its size more at least.
+// it gets half of its size more at least, where there is memory for that.
 void ZAbstractMutableString_5_1::reallocate(bool exact) {
     bool const wasInline = buffer_ == inline_;
     unsigned int block = wasInline ? 0 : heap().block;
@@ -240,15 +250,15 @@ void ZAbstractMutableString_5_1::reallocate(bool exact) {
         unsigned long long const grown = exact ? 0 : block + block / 2ULL;
         block = static_cast<unsigned int>(
             std::min<unsigned long long>(std::max<unsigned long long>(capacity_, grown), UINT_MAX));
-        std::size_t const bytes = static_cast<std::size_t>(block) + 1;
-        if (bytes == 0) raiseOutOfMemory();
-        void* memory = wasInline ? std::malloc(bytes) : std::realloc(buffer_, bytes);
+        char* const old = wasInline ? nullptr : buffer_;
+        char* memory = resize(old, block);
+        if (memory == nullptr && block > capacity_) memory = resize(old, block = capacity_);
         if (memory == nullptr) raiseOutOfMemory();
         if (wasInline) {
             std::memcpy(memory, inline_, sizeof inline_);
             if (length_ == defaultLength) inline_[markAt] = 1;
         }
-        buffer_ = static_cast<char*>(memory);
+        buffer_ = memory;
     }
     setHeap(capacity_, block);
 }
@@ -395,6 +405,7 @@ ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::format(char const* forma
     int const bytes = tis_vsnprintf(handle, shortText, sizeof shortText, format, args);
     va_end(args);
     if (bytes < 0) return clear();
+    if (bytes == INT_MAX) raiseOutOfMemory();
     if (static_cast<std::size_t>(bytes) < sizeof shortText) return setChars(shortText);
     // Not into the buffer: the arguments may lie there.
     Block const longText = allocate(static_cast<std::size_t>(bytes) + 1);
@@ -522,12 +533,9 @@ ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::replace(char const* from
 
 ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::replaceAll(char const* set, char to) {
     if (set == nullptr) return *this;
-    void* const handle = getCodesetHandle();
-    bool marked[256] = {};
-    for (char const* p = set; *p != '\0'; ++p) {
-        if (zstrchr_5_1(handle, set, *p) != nullptr) marked[static_cast<unsigned char>(*p)] = true;
-    }
-    replaceBytes(marked, to);
+    CharacterSet characters(getCodesetHandle(), set);
+    characters.read(false);
+    replaceBytes(characters.single(), to);
     return *this;
 }
 
@@ -550,18 +558,22 @@ void ZAbstractMutableString_5_1::replaceCharacters(char const* set, bool members
     CharacterSet characters(handle, set);
     characters.read(members);
     std::size_t const added = replacement != nullptr ? std::strlen(replacement) : 0;
-    std::string result;
-    for (char const *p = buffer_, *end = p + textLength(); p != end;) {
-        std::size_t const bytes =
-            members ? characterBytes(handle, p, end) : validBytes(handle, p, end);
-        if (characters.holds(p, bytes) != members) {
-            result.append(p, bytes);
-        } else if (added != 0) {
-            result.append(replacement, added);
+    char const* const end = buffer_ + textLength();
+    auto const forEachPiece = [&](auto take) {
+        for (char const* p = buffer_; p != end;) {
+            std::size_t const bytes =
+                members ? characterBytes(handle, p, end) : validBytes(handle, p, end);
+            bool const kept = characters.holds(p, bytes) != members;
+            take(kept ? p : replacement, kept ? bytes : added);
+            p += bytes;
         }
-        p += bytes;
-    }
-    assignText(result.data(), result.size());
+    };
+    unsigned long long total = 0;
+    forEachPiece([&](char const*, std::size_t bytes) { total += bytes; });
+    Block const scratch = allocate(static_cast<std::size_t>(checked(total)) + 1);
+    char* out = scratch.get();
+    forEachPiece([&](char const* p, std::size_t bytes) { out = std::copy_n(p, bytes, out); });
+    assignText(scratch.get(), static_cast<std::size_t>(total));
 }
 
 // ---- white space at the ends ----

@@ -8,7 +8,8 @@
 //    before memory is asked for and stays raised when that fails. What may really be filled is
 //    room(): 95 in the inline store, else limit in Heap, never more than capacity_. The block
 //    itself may be larger, so that appending byte by byte seldom moves it.
-// 3. Nothing but bump() raises the capacity; the block shrinks by init() and prepend() alone.
+// 3. Only bump() and the constructors of long texts raise the capacity; the block shrinks by init()
+// and prepend() alone.
 // 4. While a heap block is used, the inline store holds its Heap record.
 // 5. The last byte of the inline store is 0 only if the text holds no NUL. A text of 95 bytes in
 //    the store needs that byte for its terminator: then, and once it is cut, nothing is known.
@@ -89,7 +90,7 @@ public:
     virtual ZAbstractMutableString_5_1& convertFromCodeSet(ZAbstractString_5_1 const& other);
 
     // Back to an empty text in the inline store.
-    void init();
+    ZAbstractMutableString_5_1& init();
 
     // Empties the text and keeps the memory.
     ZAbstractMutableString_5_1& clear() {
@@ -113,7 +114,7 @@ public:
     // Null gives the empty text.
     ZAbstractMutableString_5_1& setChars(char const* text);
 
-    // printf's rules in this string's codeset, any length. Null gives the empty text.
+    // printf's rules, any length; widths and precisions count bytes. Null gives the empty text.
     ZAbstractMutableString_5_1& format(char const* format, ...);
 
     // A 0 is appended like any other byte.
@@ -218,9 +219,10 @@ protected:
     char const* buffer() const { return buffer_; }
     unsigned int length() const { return length_; }
 
-    // Bytes before the first NUL.
-    unsigned int textLength() const {
-        return mayHoldNul() ? static_cast<unsigned int>(strnlen(buffer_, length_)) : length_;
+    // Bytes from `from`, which is not past the end, to the first NUL there.
+    unsigned int textLength(unsigned int from = 0) const {
+        unsigned int const rest = length_ - from;
+        return mayHoldNul() ? static_cast<unsigned int>(strnlen(buffer_ + from, rest)) : rest;
     }
 
     // To be called after NULs may have come into the text.
@@ -240,7 +242,6 @@ protected:
 
     // Replaces the text by `bytes` bytes without a NUL, which may lie inside it.
     ZAbstractMutableString_5_1& assignText(char const* text, std::size_t bytes);
-    // Appends `bytes` bytes without a NUL.
     // Appends `bytes` bytes without a NUL.
     ZAbstractMutableString_5_1& appendText(char const* text, std::size_t bytes);
 

@@ -111,7 +111,7 @@ public:
 
 protected:
     // The first string of the process starts the text services. While that has not succeeded every
-    // further one tries again, and each try reports the failure.
+    // further one asks again, and each question reports the failure.
     ZAbstractString_5_1() { needHandles(); }
     ZAbstractString_5_1(ZAbstractString_5_1 const&) : ZObject_5_1() { needHandles(); }
 

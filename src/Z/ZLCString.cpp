@@ -110,9 +110,8 @@ ZLCString_5_1 ZLCString_5_1::operator+(char const* text) const {
 // The capacity is that of the whole rest, though only `count` bytes of it are copied.
 ZLCString_5_1 ZLCString_5_1::subString(unsigned int start, unsigned int count) const {
     ZLCString_5_1 part;
-    unsigned int const length = textLength();
-    if (start >= length) return part;
-    unsigned int const rest = length - start;
+    if (start >= length()) return part;
+    unsigned int const rest = textLength(start);
     part.bump(rest, 0);
     part.appendText(buffer() + start, count < rest ? count : rest);
     return part;

@@ -4,7 +4,6 @@
 
 #include <climits>
 #include <cstdlib>
-#include <string>
 
 #include "ZException.h"
 #include "zraise.h"
@@ -52,7 +51,7 @@ ZAbstractMutableString_5_1* ZStringIterator_5_1::getNext() {
         std::ptrdiff_t const left = source_->getChars() + source_->getLength() - cursor_;
         bytes = zmblen_5_1(source_->getCodesetHandle(), cursor_,
                            left > INT_MAX ? INT_MAX : static_cast<int>(left));
-        if (bytes == -1) z_5_1::raise(unit, ZTISMBLenException_5_1());
+        if (bytes <= 0) z_5_1::raise(unit, ZTISMBLenException_5_1());
     }
     output_.append(cursor_, static_cast<unsigned int>(bytes));
     cursor_ += bytes;
@@ -67,15 +66,16 @@ void ZStringIterator_5_1::reset() {
 
 ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::replaceAllOf(ZStringIterator_5_1& set,
                                                                      char const* replacement) {
-    std::string members;
+    ZLCString_5_1 members;  // bytes as they are, whatever their codeset
     for (set.reset(); set.hasMore();) members += set.getNext()->getChars();
-    replaceCharacters(members.c_str(), true, replacement);
+    replaceCharacters(members.getChars(), true, replacement);
     return *this;
 }
 
 ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::replaceNoneOf(ZStringIterator_5_1& text,
                                                                       char const* set,
                                                                       char const* replacement) {
+    if (set == nullptr) return *this;
     for (text.reset(); text.hasMore();) text.getNext();  // throws where the text is invalid
     replaceCharacters(set, false, replacement);
     return *this;

@@ -35,8 +35,9 @@ public:
 };
 
 // Owned UTF-8 text. Text of local strings is converted on the way in; what is invalid in the local
-// codeset leaves this string empty and throws nothing. char const* arguments are taken as being
-// UTF-8 already. Collation is that of the process's locale over the bytes.
+// codeset leaves this string empty and throws nothing. So may text that grows more than threefold,
+// which is possible in TSCII, where a byte can stand for several characters. char const* arguments
+// are taken as being UTF-8 already. Collation is that of the process's locale over the bytes.
 class Z_API ZUTF8String_5_1 : public ZAbstractMutableString_5_1 {
 public:
     ZUTF8String_5_1() {}

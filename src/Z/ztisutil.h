@@ -16,7 +16,7 @@
 
    A codeset handle is the first argument of most functions below. Null stands for plain bytes
    with the rules of ASCII. Counts are bytes. Null strings give 0 or null. No function sets errno
-   as part of its contract, none locks, all are safe from several threads. */
+   as part of its contract, none holds a lock on return, all are safe from several threads. */
 
 #ifdef __cplusplus
 extern "C" {
