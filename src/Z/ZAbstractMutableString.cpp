@@ -106,6 +106,7 @@ void copyShort(char* to, char const* from, std::size_t bytes) {
 class Decimal {
 public:
     template <class Number>
+    // cppcheck-suppress uninitMemberVar ; to_chars fills it as far as bytes() tells
     explicit Decimal(Number number)
         : end_(std::to_chars(text_, text_ + sizeof text_, number).ptr) {}
     char const* text() const { return text_; }

@@ -57,6 +57,7 @@ ZPropRegistry_5_1::ZPropRegistry_5_1() {
 }
 
 ZPropRegistry_5_1::~ZPropRegistry_5_1() noexcept {
+    // cppcheck-suppress throwInNoexceptFunction ; quietly() catches
     z_5_1::quietly(unit, [] { res_->unlock(); });
 }
 
