@@ -9,7 +9,7 @@ packages_test=("${packages_run[@]}" googletest locales python3)
 packages_bench=(cmake ninja-build gcc g++ libc6-dev python3 pkg-config
     libbenchmark-dev libglib2.0-dev libinih-dev libsimpleini-dev libboost-dev)
 packages_check=("${packages_test[@]}" "${packages_bench[@]}" gcc-multilib g++-multilib
-    clang clang-format clang-tidy cppcheck)
+    git clang clang-format clang-tidy cppcheck)
 
 say() { printf '%s\n' "$*" >&2; }
 
