@@ -17,7 +17,11 @@ import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-PRUNED = {"/proc", "/sys", "/dev", str(ROOT / "build")}
+# File systems whose files the kernel makes up as they are read, wherever they are mounted.
+MADE_UP = {line.split()[1] for line in open("/proc/self/mounts")
+           if line.split()[2] in {"proc", "sysfs", "devtmpfs", "devpts", "cgroup", "cgroup2",
+                                  "debugfs", "tracefs", "securityfs"}}
+PRUNED = {"/proc", "/sys", "/dev", str(ROOT / "build")} | MADE_UP
 LONGEST = 8191  # bytes of a line that are read at once, its end included
 BLANK = b" \t\n\v\f\r"
 SECONDS = 60  # for one file
