@@ -4,12 +4,12 @@
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 jobs=$(nproc)
 
-packages_run=(cmake ninja-build gcc g++ libc6-dev libcli11-dev nlohmann-json3-dev)
+packages_run=(cmake ninja-build gcc g++ libc6-dev zlib1g-dev libcli11-dev nlohmann-json3-dev)
 packages_test=("${packages_run[@]}" googletest locales python3)
-packages_bench=(cmake ninja-build gcc g++ libc6-dev python3 pkg-config
+packages_bench=(cmake ninja-build gcc g++ libc6-dev zlib1g-dev python3 pkg-config
     libbenchmark-dev libglib2.0-dev libinih-dev libsimpleini-dev libboost-dev)
 packages_check=("${packages_test[@]}" "${packages_bench[@]}" gcc-multilib g++-multilib
-    git clang clang-format clang-tidy cppcheck)
+    lib32z1-dev git clang clang-format clang-tidy cppcheck)
 
 say() { printf '%s\n' "$*" >&2; }
 
