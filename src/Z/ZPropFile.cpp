@@ -25,15 +25,6 @@ constexpr char const* unit = "src/Z/ZProperties";
 constexpr char const openForReading[] = "fopen(r)";
 constexpr char const openForWriting[] = "fopen(r+)";
 
-// Runs a system call again as long as signals interrupt it.
-template <class Call>
-auto retried(Call call) {
-    decltype(call()) result;
-    do result = call();
-    while (result == -1 && errno == EINTR);
-    return result;
-}
-
 }  // namespace
 
 // ---- one mutex per file ----
@@ -80,6 +71,68 @@ void FileGuard::leave() noexcept {
     if (--users_ == 0) table().guards.erase(key_);
 }
 
+// ---- content ----
+
+NewContent::NewContent(int descriptor, char const* name, char const* api, char const* text,
+                       std::size_t size)
+    : descriptor_(descriptor), name_(name), api_(api), text_(text), size_(size) {
+    auto const end = static_cast<off_t>(size);
+    struct stat status;
+    if (fstat(descriptor, &status) != 0) fail(errno);
+    formerSize_ = status.st_size;
+    // Devices and some file systems reserve nothing.
+    if (size != 0 && S_ISREG(status.st_mode)) {
+        int const rc = retried([=] { return fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, end); });
+        if (rc == -1 && errno != EOPNOTSUPP && errno != ENOSYS) fail(errno);
+    }
+    former_.assign(static_cast<std::size_t>(std::min(formerSize_, end)), '\0');
+    for (std::size_t done = 0; done < former_.size();) {
+        ssize_t const got = retried([&] {
+            return pread(descriptor, &former_[done], former_.size() - done,
+                         static_cast<off_t>(done));
+        });
+        if (got == -1) fail(errno);
+        if (got == 0) former_.resize(done);
+        done += static_cast<std::size_t>(got);
+    }
+}
+
+bool NewContent::writeAt0(char const* text, std::size_t size) const noexcept {
+    for (std::size_t done = 0; done < size;) {
+        ssize_t const written = retried([&] {
+            return pwrite(descriptor_, text + done, size - done, static_cast<off_t>(done));
+        });
+        if (written <= 0) {
+            if (written == 0) errno = EIO;
+            return false;
+        }
+        done += static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+void NewContent::overwrite() {
+    if (writeAt0(text_, size_)) return;
+    int const error = errno;
+    putBack();
+    fail(error);
+}
+
+bool NewContent::truncate() noexcept {
+    auto const end = static_cast<off_t>(size_);
+    return end >= formerSize_ || retried([=] { return ftruncate(descriptor_, end); }) == 0;
+}
+
+void NewContent::putBack() noexcept {
+    if (writeAt0(former_.data(), former_.size()) && static_cast<off_t>(size_) > formerSize_) {
+        (void)!ftruncate(descriptor_, formerSize_);
+    }
+}
+
+void NewContent::fail(int error, int line) const {
+    raise(unit, ZPropertiesIOException_5_1(name_, api_, error), line);
+}
+
 // ---- the file ----
 
 PropFile::PropFile(char const* name, Mode mode) : name_(name) {
@@ -116,48 +169,18 @@ long PropFile::modificationTime(long otherwise) const {
     return fstat(descriptor_, &status) == 0 ? static_cast<long>(status.st_mtime) : otherwise;
 }
 
-bool PropFile::writeAt0(char const* text, std::size_t size) noexcept {
-    for (std::size_t done = 0; done < size;) {
-        ssize_t const written = retried([&] {
-            return pwrite(descriptor_, text + done, size - done, static_cast<off_t>(done));
-        });
-        if (written <= 0) {
-            if (written == 0) errno = EIO;
-            return false;
-        }
-        done += static_cast<std::size_t>(written);
-    }
-    return true;
+struct stat PropFile::status() const {
+    struct stat status;
+    if (fstat(descriptor_, &status) != 0) fail(openForWriting, errno);
+    return status;
 }
 
 void PropFile::replaceContent(char const* text, std::size_t size) {
-    auto const end = static_cast<off_t>(size);
-    struct stat status;
-    if (fstat(descriptor_, &status) != 0) fail(openForWriting, errno);
-    // Devices and some file systems reserve nothing.
-    if (size != 0 && S_ISREG(status.st_mode)) {
-        int const rc = retried([=] { return fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, 0, end); });
-        if (rc == -1 && errno != EOPNOTSUPP && errno != ENOSYS) fail(openForWriting, errno);
-    }
-    // What is about to be overwritten; what lies behind goes last of all.
-    std::string former(static_cast<std::size_t>(std::min(status.st_size, end)), '\0');
-    for (std::size_t done = 0; done < former.size();) {
-        ssize_t const got = retried([&] {
-            return pread(descriptor_, &former[done], former.size() - done,
-                         static_cast<off_t>(done));
-        });
-        if (got == -1) fail(openForWriting, errno);
-        if (got == 0) former.resize(done);
-        done += static_cast<std::size_t>(got);
-    }
-    if (writeAt0(text, size) &&
-        (end >= status.st_size || retried([=] { return ftruncate(descriptor_, end); }) == 0)) {
-        return;
-    }
+    NewContent content(descriptor_, name_, openForWriting, text, size);
+    content.overwrite();
+    if (content.truncate()) return;
     int const error = errno;
-    if (writeAt0(former.data(), former.size()) && end > status.st_size) {
-        (void)!ftruncate(descriptor_, status.st_size);
-    }
+    content.putBack();
     fail(openForWriting, error);
 }
 

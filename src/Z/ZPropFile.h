@@ -12,14 +12,53 @@
 #ifndef Z_ZPROPFILE_H
 #define Z_ZPROPFILE_H
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
+#include <string>
 
 #include "zreport.h"
 
 namespace z_5_1 {
 
 class FileGuard;
+
+// Runs a system call again as long as signals interrupt it.
+template <class Call>
+auto retried(Call call) {
+    decltype(call()) result;
+    do result = call();
+    while (result == -1 && errno == EINTR);
+    return result;
+}
+
+// New content for an open file, in two steps: overwrite() leaves what lies behind the new end,
+// truncate() removes it. Until then the former content can be had back.
+class NewContent {
+public:
+    // Reserves the room and keeps what will be overwritten. `text` must outlive this object.
+    // Failures of this class are ZPropertiesIOException_5_1 with the names given here.
+    NewContent(int descriptor, char const* name, char const* api, char const* text,
+               std::size_t size);
+    // Puts the former content back when it fails.
+    void overwrite();
+    bool truncate() noexcept;  // false and errno when it fails
+    void putBack() noexcept;
+
+private:
+    bool writeAt0(char const* text, std::size_t size) const noexcept;
+    [[noreturn]] void fail(int error, int line = __builtin_LINE()) const;
+
+    int descriptor_;
+    char const* name_;
+    char const* api_;
+    char const* text_;
+    std::size_t size_;
+    off_t formerSize_;
+    std::string former_;
+};
 
 class PropFile {
 public:
@@ -35,6 +74,7 @@ public:
 
     // A stream over the file, closed with it.
     std::FILE* stream() const { return stream_; }
+    struct stat status() const;
     // The file's modification time in seconds, `otherwise` when it cannot be had.
     long modificationTime(long otherwise) const;
     // Puts `text` in place of the whole content. The room for it is reserved before anything is
@@ -46,7 +86,6 @@ public:
 
 private:
     void takeRecordLock(Mode mode);
-    bool writeAt0(char const* text, std::size_t size) noexcept;
     int closeAll() noexcept;
     [[noreturn]] void fail(char const* api, int error, int line = __builtin_LINE()) const;
 

@@ -286,7 +286,11 @@ void ZProperties_5_1::setValue(char const* stanza, char const* key, char const* 
                                int obfuscated) {
     requireNames(stanza, key);
     z_5_1::requireNewNames(unit, stanza, key);
-    if (!obfuscated) z_5_1::requireOneLine(unit, value);
+    if (!obfuscated) {
+        z_5_1::requireOneLine(unit, value);
+    } else if (z_5_1::namesDatabase(stanza, key)) {
+        refuse();
+    }
     change(ZPropertyChanged_5_1::CHANGED, stanza, key, [&] {
         if (value && *value) checkAccess(stanza, key, obfuscated);
         store_->addLine(stanza, key, value, obfuscated);

@@ -14,6 +14,7 @@
 #define Z_ZPROPERTIES_H
 
 #include <atomic>
+#include <cstdio>
 
 #include "ZException.h"
 #include "ZKeyMap.h"
@@ -25,6 +26,7 @@
 #include "ZUTF8String.h"
 #include "zexport.h"
 
+struct stat;
 class ZPCache_5_1;
 class ZProperties_5_1;
 namespace z_5_1 {
@@ -347,25 +349,39 @@ public:
     // a stanza that is there already is invalid data, so reload() is what an instance in use wants.
     // The first file an instance loads or stores is remembered for good, even when that fails.
     // No file at all: ZInvalidParameterException_5_1. Otherwise ZPropertiesIOException_5_1 (code
-    // 43; "fopen(r)", "fcntl()", "mapFile()") or ZPropertiesInvalidDataException_5_1 (code 44) with
-    // file, line and line number; what was read before the failure stays in the store, and a
-    // store() after it would write just that.
+    // 43; "fopen(r)", "fcntl()", or "mapFile()" with the database, when it is empty (EINVAL) or
+    // cannot be mapped) or ZPropertiesInvalidDataException_5_1 (code 44) with file, line and line
+    // number (database, "" and 0 for an invalid one); what was read before the failure stays in the
+    // store, and a store() after it would write just that.
     void load(char const* file) override;
     // Empties the store and loads. Unsaved changes are lost.
     void reload(char const* file) override;
     // Writes the store to `file` (null or empty: the file remembered), in place: inode, owner and
     // mode stay, a missing file is made (mode 0666 less the umask). The room is reserved before the
     // first byte is changed. On failure (ZPropertiesIOException_5_1: "access()", "fopen(r+)",
-    // "fcntl()", "fopen(w)") the changes stay in memory, marked as unsaved. Without obfuscated
-    // values the key "file" of the stanza "configuration-database" goes from memory and file.
-    // There is no database yet: a file that names one is refused by load ("mapFile()", ENOTSUP),
-    // and obfuscated values by store ("fopen(w)", ENOTSUP).
+    // "fcntl()", "fopen(w)") both files keep what they held, and the changes stay in memory, marked
+    // as unsaved.
+    //
+    // Obfuscated values go into the companion database instead (docs/database-format.md): the file
+    // that the key "file" of the stanza "configuration-database" names, which is made with the name
+    // of the main file and ".obf" when there is no such key, and gets owner, group and mode of the
+    // main file; nobody can read it who cannot read the main file. Without obfuscated values that
+    // key goes, and with it the database that this instance has read or written.
+    //
+    // store() writes any values. load() refuses a database whose records are more than four times
+    // its size, as values make that repeat themselves: ask databaseLoadsBack() before.
     void store(char const* file) override;
+    // The text that store() would write for `file` (null or empty: the file remembered) goes to
+    // `out`; no file is touched. Failures of the stream show in ferror().
+    void writeText(char const* file, std::FILE* out);
+    // 1 when load() would accept the database that store() would write, or there would be none.
+    int databaseLoadsBack() const;
     void list() const override;
 
     // Replace all values of the key by one, making stanza and key when needed; an empty or null
     // value leaves the key without values. A plain value on a key with obfuscated ones, or the
-    // reverse, is ZInvalidParameterException_5_1.
+    // reverse, is ZInvalidParameterException_5_1, as is an obfuscated one on the key that names the
+    // database.
     void setValue(char const* stanza, char const* key, char const* value) override;
     virtual void setValue(char const* stanza, char const* key, char const* value, int obfuscated);
     virtual void setValue(char const* stanza, char const* key, ZLCString_5_1 const& value,
@@ -479,7 +495,9 @@ private:
 
     ZLCString_5_1 chooseFile(char const* file);
     void loadLocked(char const* file);
+    void loadDatabase();
     void storeLocked(char const* file);
+    void removeDatabase(struct stat const& main);
     void reloadIfNeeded(char const* file, int force);
     char const* fileName() const { return fileName_.getChars(); }
 

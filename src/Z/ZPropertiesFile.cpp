@@ -6,12 +6,17 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
+#include "ZBuffer.h"
 #include "ZException.h"
+#include "ZFileMap.h"
+#include "ZPropDatabase.h"
 #include "ZPropFile.h"
 #include "ZProperties.h"
 #include "ZPropertiesImpl.h"
 #include "zraise.h"
+#include "zreport.h"
 #include "ztisutil.h"
 
 namespace {
@@ -71,15 +76,79 @@ private:
     std::FILE* stream_;
 };
 
-void render(ZPCache_5_1& store, char const* file, MemoryText& text) {
-    struct Omission {
-        ZPCache_5_1& store;
-        explicit Omission(ZPCache_5_1& s) : store(s) { store.omitDatabaseKey(true); }
-        ~Omission() { store.omitDatabaseKey(false); }
-    } omission(store);
-    store.be_write(file, text.stream());
-    text.finish();
-}
+// The line that names the database, in the store as the file is to have it: there with `name`, or
+// for null left out of what is written. Unless kept, all is as before afterwards.
+class DatabaseLine {
+public:
+    DatabaseLine(ZPCache_5_1& store, char const* name) : store_(store) {
+        if (!name) {
+            store.omitDatabaseKey(true);
+        } else if (!namedDatabase(store)) {
+            hadStanza_ = store.contains(z_5_1::databaseStanza);
+            hadKey_ = store.contains(z_5_1::databaseStanza, z_5_1::databaseKey);
+            added_ = true;
+            store.addLine(z_5_1::databaseStanza, z_5_1::databaseKey, name, 0);
+        }
+    }
+    DatabaseLine(DatabaseLine const&) = delete;
+    DatabaseLine& operator=(DatabaseLine const&) = delete;
+    ~DatabaseLine() {
+        store_.omitDatabaseKey(false);
+        if (!added_) return;
+        // cppcheck-suppress throwInNoexceptFunction ; quietly() catches
+        z_5_1::quietly(unit, [this] { undo(); });
+    }
+
+    void keep() { added_ = false; }
+
+    // The name that the line gives now, or null. As in reading, the last value is the one.
+    static char const* namedDatabase(ZPCache_5_1 const& store) {
+        ZArrayList_5_1 const* values =
+            store.get(z_5_1::databaseStanza, z_5_1::databaseKey, ZPCache_5_1::plain);
+        if (!values || values->size() == 0) return nullptr;
+        char const* name = static_cast<ZLCString_5_1*>(values->get(values->size() - 1))->getChars();
+        return *name ? name : nullptr;
+    }
+
+private:
+    void undo() {
+        if (!hadStanza_) {
+            store_.delStanzaLine(z_5_1::databaseStanza);
+        } else if (!hadKey_) {
+            store_.delLine(z_5_1::databaseStanza, z_5_1::databaseKey);
+        } else {
+            store_.addLine(z_5_1::databaseStanza, z_5_1::databaseKey, nullptr, 0);
+        }
+    }
+
+    ZPCache_5_1& store_;
+    bool added_ = false;
+    bool hadStanza_ = false;
+    bool hadKey_ = false;
+};
+
+// The content of the companion database and its name, as a store would write them; an empty name
+// when there are no obfuscated values.
+struct Hidden {
+    ZBuffer_5_1 content;
+    ZLCString_5_1 database;
+
+    Hidden(ZPCache_5_1& store, char const* file) {
+        if (!store.hasObfuscatedItems()) return;
+        store.be_write_obfuscated(content);
+        if (content.getLength() == 0) return;
+        if (char const* name = DatabaseLine::namedDatabase(store)) {
+            database = name;
+        } else if (!store.databaseName().isEmpty()) {
+            database = store.databaseName();
+        } else {
+            z_5_1::makeObfuscatedDBName(file, database);
+        }
+    }
+    char const* databaseOrNull() const {
+        return database.isEmpty() ? nullptr : database.getChars();
+    }
+};
 
 // The working directory, in a buffer of `room` bytes.
 ZLCString_5_1 workingDirectory(std::size_t room, int line = __builtin_LINE()) {
@@ -146,14 +215,25 @@ void ZProperties_5_1::loadLocked(char const* file) {
     {
         z_5_1::PropFile in(file, z_5_1::PropFile::reading);
         store_->be_read(file, in.stream());
-        if (!store_->databaseName().isEmpty()) {
-            failIO(store_->databaseName().getChars(), "mapFile()", ENOTSUP);
-        }
+        loadDatabase();
         time = in.modificationTime(fileTime_);
     }
     postLoad(file);
     fileTime_ = time;
     resetModified();
+}
+
+// Under the record lock of the main file, which guards both.
+void ZProperties_5_1::loadDatabase() {
+    ZLCString_5_1 const name(store_->databaseName());
+    if (name.isEmpty()) return;
+    ZUnixFileMap_5_1 map(name, ZAbstractFileMap_5_1::readOnly, 1);
+    int error;
+    void* const bytes = map.mapfile(&error, 0);
+    if (error) failIO(name.getChars(), "mapFile()", error);
+    ZBuffer_5_1 content(map.length(), bytes);
+    store_->be_read_obfuscated(content);
+    store_->setDatabaseIsOurs(true);
 }
 
 void ZProperties_5_1::reload(char const* file) {
@@ -171,21 +251,56 @@ void ZProperties_5_1::store(char const* file) {
     storeLocked(chooseFile(file).getChars());
 }
 
-// Nothing in memory changes before the text is safely in the file.
+// Nothing in memory or on disk has changed when this fails, but for what the system cannot put
+// back. The database goes only after the text that does not name it any more is safely in the file.
 void ZProperties_5_1::storeLocked(char const* file) {
     z_5_1::checkFileAccess(file);
-    if (store_->hasObfuscatedItems() || !store_->databaseName().isEmpty()) {
-        ZLCString_5_1 database(store_->databaseName());
-        if (database.isEmpty()) z_5_1::makeObfuscatedDBName(file, database);
-        failIO(database.getChars(), "fopen(w)", ENOTSUP);
-    }
+    Hidden const hidden(*store_, file);
+    char const* const database = hidden.databaseOrNull();
+    if (database) z_5_1::checkFileAccess(database);
     z_5_1::PropFile out(file, z_5_1::PropFile::writing);
+    DatabaseLine line(*store_, database);
     MemoryText text;
-    render(*store_, file, text);
+    store_->be_write(file, text.stream());
+    text.finish();
+    std::optional<z_5_1::PropDatabase> companion;
+    if (database) {
+        companion.emplace(database, out.status());
+        companion->write(static_cast<char const*>(hidden.content.getBuffer()),
+                         hidden.content.getLength());
+    }
     out.replaceContent(text.text(), text.size());
+    if (companion) companion->keep();
+    line.keep();
+    if (database) {
+        store_->setDatabaseName(database);
+        store_->setDatabaseIsOurs(true);
+    } else {
+        removeDatabase(out.status());
+    }
     long const time = out.modificationTime(fileTime_);
     out.close();
-    store_->delLine(z_5_1::databaseStanza, z_5_1::databaseKey);
     fileTime_ = time;
     resetModified();
+}
+
+// Only what this instance has read or written is known to be a database.
+void ZProperties_5_1::removeDatabase(struct stat const& main) {
+    char const* const name = store_->databaseName().getChars();
+    if (store_->databaseIsOurs() && !z_5_1::isFile(name, main)) (void)unlink(name);
+    store_->setDatabaseIsOurs(false);
+    store_->delLine(z_5_1::databaseStanza, z_5_1::databaseKey);
+}
+
+void ZProperties_5_1::writeText(char const* file, std::FILE* out) {
+    ZResourceLock_5_1 hold(lockObject());
+    ZLCString_5_1 const chosen(file && *file ? file : fileName());
+    if (chosen.isEmpty()) z_5_1::raise(unit, ZInvalidParameterException_5_1());
+    DatabaseLine line(*store_, Hidden(*store_, chosen.getChars()).databaseOrNull());
+    store_->be_write(chosen.getChars(), out);
+}
+
+int ZProperties_5_1::databaseLoadsBack() const {
+    ZResourceLock_5_1 hold(lockObject());
+    return store_->databaseLoadsBack();
 }

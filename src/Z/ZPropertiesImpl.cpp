@@ -42,6 +42,38 @@ ZObject_5_1* ZObfuscatedItem_5_1::clone() const {
     return new ZObfuscatedItem_5_1(*this);
 }
 
+namespace z_5_1 {
+
+std::string ObfuscatedItems::joined(char const* stanza, char const* key) {
+    return std::string(stanza).append(1, '\0').append(key);
+}
+
+void ObfuscatedItems::add(char const* stanza, char const* key) {
+    auto const [place, isNew] = places_.try_emplace(joined(stanza, key));
+    if (!isNew) return;
+    try {
+        place->second = items_.emplace(items_.end(), stanza, key);
+    } catch (...) {
+        places_.erase(place);
+        throw;
+    }
+}
+
+void ObfuscatedItems::addLast(char const* stanza, char const* key) {
+    add(stanza, key);
+    items_.splice(items_.end(), items_, places_.find(joined(stanza, key))->second);
+}
+
+void ObfuscatedItems::remove(char const* stanza, char const* key) {
+    if (items_.empty()) return;
+    auto const place = places_.find(joined(stanza, key));
+    if (place == places_.end()) return;
+    items_.erase(place->second);
+    places_.erase(place);
+}
+
+}  // namespace z_5_1
+
 ZLock_5_1* ZPropRegistry_5_1::res_ = nullptr;
 
 ZPropRegistry_5_1::ZPropRegistry_5_1() {
@@ -361,26 +393,19 @@ void ZPCategoryBasedCache_5_1::lines(ZArrayList_5_1& records) const {
 
 // ---- values ----
 
-void ZPCategoryBasedCache_5_1::forgetItem(char const* stanza, char const* key) {
-    ZObfuscatedItem_5_1 const item(stanza, key);
-    content_->obfuscatedItems.remove(&item);
-}
-
 void ZPCategoryBasedCache_5_1::setValue(ZPKVList_5_1& stanza, PropKey& key, char const* value,
                                         int obfuscated) {
     if (!value) value = "";
-    bool const addsItem = obfuscated && *value;  // the value may be one of those that go
-    bool const hadObfuscated = key.count(true) != 0;
+    // What holds obfuscated values has its item, whatever fails.
+    z_5_1::ObfuscatedItems& items = content_->obfuscatedItems;
+    bool const keepsItem = obfuscated && *value;  // the value may be one of those that go
+    if (keepsItem) items.addLast(stanza.nameChars(), key.text);
     if (obfuscated) {
         key.setObfuscated(value);
     } else {
         key.setPlain(value, std::strlen(value));
     }
-    if (hadObfuscated) forgetItem(stanza.nameChars(), key.text);
-    if (addsItem) {
-        ZObfuscatedItem_5_1 const item(stanza.nameChars(), key.text);
-        content_->obfuscatedItems.add(&item);
-    }
+    if (!keepsItem) items.remove(stanza.nameChars(), key.text);
 }
 
 void ZPCategoryBasedCache_5_1::set(char const* stanza, char const* key, char const* value) {
@@ -404,15 +429,12 @@ void ZPCategoryBasedCache_5_1::add(char const* stanza, char const* key, char con
         return;
     }
     ZLCString_5_1 const text(value);
-    if (target.count(true) == 0) {
-        ZObfuscatedItem_5_1 const item(stanza, key);
-        content_->obfuscatedItems.add(&item);
-    }
+    content_->obfuscatedItems.add(stanza, key);
     target.list(true).add(&text);
 }
 
 void ZPCategoryBasedCache_5_1::erase(ZPKVList_5_1& stanza, PropKey& key) {
-    if (key.count(true)) forgetItem(stanza.nameChars(), key.text);
+    content_->obfuscatedItems.remove(stanza.nameChars(), key.text);
     ++removals_;
     stanza.erase(key);
 }
@@ -444,7 +466,7 @@ void ZPCategoryBasedCache_5_1::delStanzaLine(char const* stanza) {
     ZPKVList_5_1* found = find(stanza);
     if (!found) return;
     found->forEachKey([this, found](PropKey& key) {
-        if (key.count(true)) forgetItem(found->nameChars(), key.text);
+        content_->obfuscatedItems.remove(found->nameChars(), key.text);
     });
     ++removals_;
     unlink(*found);

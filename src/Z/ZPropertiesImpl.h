@@ -17,7 +17,11 @@
 #define Z_ZPROPERTIESIMPL_H
 
 #include <cstdio>
+#include <cstring>
+#include <list>
 #include <memory>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "ZKeyMap.h"
@@ -32,8 +36,13 @@ namespace z_5_1 {
 // The stanza and key of the main file that hold the path of the companion database.
 inline constexpr char databaseStanza[] = "configuration-database";
 inline constexpr char databaseKey[] = "file";
+inline bool namesDatabase(char const* stanza, char const* key) {
+    return std::strcmp(key, databaseKey) == 0 && std::strcmp(stanza, databaseStanza) == 0;
+}
 
 }  // namespace z_5_1
+
+class ZBuffer_5_1;
 
 // A key that holds obfuscated values.
 class Z_API ZObfuscatedItem_5_1 : public ZObject_5_1 {
@@ -50,6 +59,29 @@ private:
     ZLCString_5_1 stanza_;
     ZLCString_5_1 key_;
 };
+
+namespace z_5_1 {
+
+// The keys that hold obfuscated values, in the order in which they came to hold them. Names are
+// compared byte by byte.
+class ObfuscatedItems {
+public:
+    bool isEmpty() const { return items_.empty(); }
+    std::list<ZObfuscatedItem_5_1> const& inOrder() const { return items_; }
+    // A key that is there keeps its place,
+    void add(char const* stanza, char const* key);
+    // or goes to the end.
+    void addLast(char const* stanza, char const* key);
+    void remove(char const* stanza, char const* key);
+
+private:
+    static std::string joined(char const* stanza, char const* key);
+
+    std::list<ZObfuscatedItem_5_1> items_;
+    std::unordered_map<std::string, std::list<ZObfuscatedItem_5_1>::iterator> places_;
+};
+
+}  // namespace z_5_1
 
 // Holds the process's one lock over the shared instances:
 //     ZPropRegistry_5_1 registry;
@@ -110,6 +142,10 @@ public:
     // Reads the text of `file`, which is named in errors only; writes it.
     virtual void be_read(char const* file, std::FILE* in) = 0;
     virtual void be_write(char const* file, std::FILE* out) = 0;
+    // The same for the content of the companion database. Nothing is written when there are no
+    // obfuscated values.
+    virtual void be_read_obfuscated(ZBuffer_5_1& in) = 0;
+    virtual void be_write_obfuscated(ZBuffer_5_1& out) = 0;
 
     // Change values and lines together.
     virtual void delLine(char const* name) = 0;
@@ -141,7 +177,7 @@ public:
         ~ValueVisitor() = default;
     };
     virtual void visitValues(char const* stanza, char const* key, ValueVisitor& visitor) const = 0;
-    // and each key of a stanza with its first value (null: none), in listing order.
+    // each key of a stanza with its first value (null: none), in listing order,
     struct KeyVisitor {
         virtual void visit(char const* key, char const* firstValue) = 0;
 
@@ -149,17 +185,22 @@ public:
         ~KeyVisitor() = default;
     };
     virtual void visitKeys(char const* stanza, KeyVisitor& visitor) const = 0;
+    // to take out a stanza with all that is in its lines (nothing when absent),
+    virtual void delStanzaLine(char const* stanza) = 0;
+    // and whether be_read_obfuscated() accepts what be_write_obfuscated() writes.
+    virtual bool databaseLoadsBack() = 0;
 
     // All that clear() forgets. An engine takes it out before a reload and puts it back when that
     // fails.
     struct Content {
-        Content() : obfuscatedItems(10, 1) {}
+        Content() = default;
         Content(Content const&) = delete;
         Content& operator=(Content const&) = delete;
         virtual ~Content() noexcept(false);
 
-        ZLCString_5_1 databaseName;  // path of the companion database; empty when there is none
-        ZArrayList_5_1 obfuscatedItems;
+        ZLCString_5_1 databaseName;   // path of the companion database; empty when there is none
+        bool databaseIsOurs = false;  // the values were read from it or written to it
+        z_5_1::ObfuscatedItems obfuscatedItems;
     };
     std::unique_ptr<Content> takeContent();
     void putContent(std::unique_ptr<Content> content) noexcept;
@@ -167,7 +208,9 @@ public:
     unsigned long removals() const { return removals_; }
     ZLCString_5_1 const& databaseName() const { return content_->databaseName; }
     void setDatabaseName(char const* name) { content_->databaseName = name; }
-    int hasObfuscatedItems() const { return content_->obfuscatedItems.size() != 0; }
+    bool databaseIsOurs() const { return content_->databaseIsOurs; }
+    void setDatabaseIsOurs(bool ours) { content_->databaseIsOurs = ours; }
+    int hasObfuscatedItems() const { return !content_->obfuscatedItems.isEmpty(); }
 
     // While set, be_write leaves out the key that names the database.
     void omitDatabaseKey(bool omit) { omitDatabaseKey_ = omit; }
@@ -234,8 +277,7 @@ public:
 
     // The stanza with head and blank line before it, made when absent.
     ZPKVList_5_1& addStanzaLine(char const* stanza);
-    // The stanza with all that is in its lines; nothing when absent.
-    void delStanzaLine(char const* stanza);
+    void delStanzaLine(char const* stanza) override;
     // Under the head, after the comments there; a blank line is put behind the comment unless one
     // follows, or nothing does.
     void addStanzaComment(char const* stanza, char const* text);
@@ -287,7 +329,6 @@ private:
     void unlink(ZPKVList_5_1& stanza);
     void makeHead(ZPKVList_5_1& stanza);
     void setValue(ZPKVList_5_1& stanza, PropKey& key, char const* value, int obfuscated);
-    void forgetItem(char const* stanza, char const* key);
     void erase(ZPKVList_5_1& stanza, PropKey& key);
 };
 

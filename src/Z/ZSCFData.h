@@ -13,6 +13,8 @@
 #ifndef Z_ZSCFDATA_H
 #define Z_ZSCFDATA_H
 
+#include <cstddef>
+
 #include "ZPropertiesImpl.h"
 
 class Z_API ZSCFData_5_1 : public ZPCategoryBasedCache_5_1 {
@@ -26,8 +28,17 @@ public:
     // a key with obfuscated values; comments and blank lines as they were read.
     void be_write(char const* file, std::FILE* out) override;
 
+    // The content of the companion database (in ZSCFDatabase.cpp). Reading throws
+    // ZPropertiesInvalidDataException_5_1 (what stands before the fault stays in the store).
+    void be_read_obfuscated(ZBuffer_5_1& in) override;
+    void be_write_obfuscated(ZBuffer_5_1& out) override;
+    bool databaseLoadsBack() override;
+
 private:
     class Reader;
+
+    void readRecords(char const* next, std::size_t size);
+    [[noreturn]] void invalidDatabase(int line = __builtin_LINE()) const;
 };
 
 #endif
