@@ -1,8 +1,11 @@
-// collections_bench: lists, sorting and maps against the containers of the C++ library.
+// collections_bench: lists, sorting and maps against the containers of the C++ library, compression
+// against the calls of zlib.
 #include <Z/ZKeyMap.h>
 #include <Z/ZLCString.h>
 #include <Z/ZList.h>
 #include <Z/ZSortCompare.h>
+#include <Z/ZSqueeze.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <memory>
@@ -243,11 +246,84 @@ void addMaps() {
     }
 }
 
+// ---- compression: one block, the default level ----
+
+// Z adds checks of the lengths; zlib's own calls go on where a block exceeds its 32-bit counters.
+
+using Block = std::vector<unsigned char>;
+
+struct Blocks {
+    char const* label;
+    Block plain, packed;
+};
+
+Blocks blocksOf(char const* label, Block plain) {
+    unsigned long length = compressBound(plain.size());
+    Block packed(length);
+    compress2(packed.data(), &length, plain.data(), plain.size(), Z_DEFAULT_COMPRESSION);
+    packed.resize(length);
+    return {label, std::move(plain), std::move(packed)};
+}
+
+Block textBlock(unsigned int size) {
+    std::mt19937 random(17);
+    std::string text;
+    while (text.size() < size) {
+        text += "service" + std::to_string(random() % 1000) +
+                (random() % 2 ? ".port = " : ".path = ") + std::to_string(random()) + '\n';
+    }
+    return Block(text.begin(), text.begin() + size);
+}
+
+Block randomBlock(unsigned int size) {
+    std::mt19937 random(19);
+    Block block(size);
+    for (unsigned char& byte : block) byte = static_cast<unsigned char>(random());
+    return block;
+}
+
+// `call` is given dest, the place of its capacity and length, and the source, and returns 0.
+template <class Call>
+void squeezeEach(State& state, Block const& from, Block const& to, Call call) {
+    Block dest(std::max<std::size_t>(to.size(), compressBound(to.size())));
+    for (auto _ : state) {
+        unsigned long length = dest.size();
+        if (call(dest.data(), &length, from.data(), from.size()) != 0 || length != to.size()) {
+            return state.SkipWithError("a wrong answer");
+        }
+        benchmark::ClobberMemory();
+    }
+    if (!std::equal(to.begin(), to.end(), dest.begin())) state.SkipWithError("other bytes");
+}
+
+void addSqueeze() {
+    static Blocks const all[] = {blocksOf("text", textBlock(65536)),
+                                 blocksOf("random", randomBlock(65536))};
+    auto pack = [](auto... arguments) { return ZSqueeze_5_1().compress(arguments...); };
+    auto unpack = [](auto... arguments) { return ZSqueeze_5_1().uncompress(arguments...); };
+    auto peerPack = [](auto... arguments) {
+        return compress2(arguments..., Z_DEFAULT_COMPRESSION);
+    };
+    auto peerUnpack = [](auto... arguments) { return ::uncompress(arguments...); };
+    for (Blocks const& b : all) {
+        auto each = [&b](char const* what, char const* who, auto const& from, auto const& to,
+                         auto call) {
+            add(std::string(what) + b.label, who, "65536",
+                [=, &from, &to](State& state) { squeezeEach(state, from, to, call); });
+        };
+        each("compress/", "Z", b.plain, b.packed, pack);
+        each("compress/", "zlib", b.plain, b.packed, peerPack);
+        each("uncompress/", "Z", b.packed, b.plain, unpack);
+        each("uncompress/", "zlib", b.packed, b.plain, peerUnpack);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     bench::prepare();
     addLists();
     addMaps();
+    addSqueeze();
     return bench::run(argc, argv);
 }

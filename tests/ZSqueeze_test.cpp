@@ -58,7 +58,7 @@ TEST(ZSqueeze, RefusesWhatItCannotDo) {
 TEST(ZSqueeze, Adler32) {
     EXPECT_EQ(ZAdler32_5_1::adler32(1, Block({'a', 'b', 'c'}).data(), 3), 0x024D0127u);
     EXPECT_EQ(ZAdler32_5_1::adler32(7, nullptr, 0), 1u);
-    for (unsigned int size : {0, 1, 6000}) {
+    for (unsigned int size : {0u, 1u, 6000u}) {
         unsigned long low = 0xfff0, high = 0xffff;
         for (unsigned int i = 0; i < size; ++i) low = low % 65521, high = (high + low) % 65521;
         EXPECT_EQ(ZAdler32_5_1::adler32(ULONG_MAX - 15, Block(size, 0).data(), size),
