@@ -209,7 +209,7 @@ TEST_F(ZStanza, RefusesAndLeavesTheFile) {
              {"z", 2, "", "zstanza: A subcommand is required; see zstanza --help\n"},
              {"z get f web k --int --bool", 2, "",
               "zstanza: --int excludes --bool; see zstanza --help\n"},
-             {"z set f web k v --obfuscated", 2, "",
+             {"z list f web --obfuscated", 2, "",
               "zstanza: The following argument was not expected: --obfuscated; see zstanza "
               "--help\n"},
              {"z list f --wait=-1", 2, "",
@@ -250,6 +250,72 @@ TEST_F(ZStanza, RefusesAndLeavesTheFile) {
     }
     EXPECT_EQ(original, read("f"));
     EXPECT_EQ(before, fs::last_write_time("f"));  // not rewritten
+}
+
+TEST_F(ZStanza, HidesValuesInTheDatabase) {
+    std::string const database = folder_ / "f.obf", key = "zstanza: f: key pw of stanza [web]";
+    std::string const tooUniform =
+        ": not changed: keys and obfuscated values repeat themselves so much that the database "
+        "could "
+        "not be loaded again; make values less alike, or keep some of them plain\n";
+    std::string const unread = "zstanza: f: the database of its obfuscated values cannot be read: ";
+    std::string const invalid = database + ": no valid database of the obfuscated values of f";
+    std::string const pw = R"("key":"pw","values":["1 b","l\n\\\tü\u0001"],"obfuscated":true})";
+    setenv("v", "l\n\\\tü\x01", 1);
+    setenv("same", std::string(200, '#').c_str(), 1);
+    for (Case const& c : std::initializer_list<Case>{
+             {"z set f web pw '1 b' --obfuscated; z add f web pw \"$v\" --obfuscated", 0, "", ""},
+             // Nothing from here to "stat" writes to either file.
+             {"touch -d @0 f f.obf; z list f web | tail -n 3", 0,
+              "big = 99999999999\n# obfuscated: pw = 1 b\n# obfuscated: pw = l\\n\\\\\\tü\\001\n",
+              ""},
+             {"z get f web pw; z get f web pw --all --obfuscated", 0, "1 b\n1 b\nl\n\\\tü\x01\n",
+              key + " is obfuscated\n"},
+             {"z get f web pw --all --json; z list f web --json", 0,
+              R"({"file":"f","stanza":"web",)" + pw +
+                  "\n"
+                  R"({"file":"f","stanza":"web","keys":[{"key":"listen","values":["0x1F","010"]},)"
+                  R"({"key":"none","values":[]},{"key":"flag","values":["Yes"]},)"
+                  R"({"key":"big","values":["99999999999"]},{)" +
+                  pw + "]}\n",
+              ""},
+             {"z get f web pw --int", 5, "", key + ": no number: an obfuscated value\n"},
+             {"z add f web pw x", 2, "",
+              key + " holds obfuscated values; use --obfuscated, or unset the key first\n"},
+             {"z set f web flag x --obfuscated --dry-run", 2, "",
+              "zstanza: f: key flag of stanza [web] holds plain values; leave out --obfuscated, or "
+              "unset the key first\n"},
+             {"z set f configuration-database file x --obfuscated", 2, "",
+              "zstanza: f: key file of stanza [configuration-database] names the database and "
+              "cannot be obfuscated\n"},
+             {"z comment f web pw --text t", 2, "",
+              key + " is obfuscated: it has no line in the file to comment; comment the stanza\n"},
+             {"z set f web pw $same --obfuscated --dry-run; z add f web pw $same --obfuscated;"
+              "z set new s k $same --obfuscated --create",
+              2, "",
+              "zstanza: f" + tooUniform + "zstanza: f" + tooUniform + "zstanza: new" + tooUniform},
+             {"z set f web pw other --obfuscated --dry-run >dry; cmp dry f; stat -c %Y f f.obf", 0,
+              "0\n0\n", ""},
+             {"mv f.obf g; z set f web k v; z check f --json", 4,
+              R"([{"file":"f","valid":null,"message":")" + unread + database +
+                  R"(: No such file or directory","database":")" + database + "\"}]\n",
+              unread + database + ": No such file or directory\n" + unread + database +
+                  ": No such file or directory\n"},
+             {":>f.obf; z list f; rm f.obf; mkfifo f.obf; z get f web pw", 4, "",
+              unread + database + ": is empty\n" + unread + database + ": is not a regular file\n"},
+             {"rm f.obf; echo x >f.obf; z unset f web; z check f --json", 3,
+              R"([{"file":"f","valid":false,"message":")" + invalid + R"(","database":")" +
+                  database + "\"}]\n",
+              invalid + "\n" + invalid + "\n"},
+             {"mv g f.obf; cp f g; sed -i 's/^.web.$/[x]/' f; z list f; cp g f", 0,
+              "x\n a b \nconfiguration-database\nweb\n", ""},
+             {"sed -i s/f.obf/f/ f; z set f web pw 2; cp g f", 0, "",
+              folder_ / "f: no valid database of the obfuscated values of f\n"},
+             {"z set f web pw ''; z set f web pw x; ls; diff f g", 1,
+              "dry\nf\ng\n10d9\n< pw = x\n15a15\n> file = " + database + "\n", ""},
+         }) {
+        expect(c);
+    }
 }
 
 TEST_F(ZStanza, WaitsForBusyFiles) {
@@ -321,6 +387,15 @@ TEST_F(ZStanza, LosesNothingAmongSeveral) {
             EXPECT_NE(std::string::npos, text.find(line)) << line;
         }
     }
+    // The same with a database.
+    expect(
+        {"for i in 1 2 3 4; do ( n=0; while [ $n -lt 25 ]; do"
+         "    v=$(echo $i-$n | md5sum); echo \"# obfuscated: k$i-$n = $v\" >>said$i;"
+         "    z set hid s k$i-$n \"$v\" --obfuscated --create --wait 300 || break; n=$((n + 1));"
+         "  done; touch end$i) & done;"
+         "while [ ! -e end1 ]; do [ ! -e hid ] || z check hid --wait 300; done; wait;"
+         "sort said* >said; z list hid s | sort | cmp said && wc -l <said",
+         0, "100\n", ""});
 }
 
 }  // namespace

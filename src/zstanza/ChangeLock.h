@@ -3,7 +3,8 @@
 //
 // A change is load, edit and store. The library locks the file for one load or one store only, so
 // two changes could both load before either stores, and the first one's work would be lost. Every
-// zstanza therefore holds a flock() on the file itself for the whole change.
+// zstanza therefore holds a flock() on the file itself for the whole change. The database of
+// obfuscated values is read and written under it as well.
 //
 //  1. flock() and the library's fcntl() record locks do not see each other on local file systems.
 //     Over NFS a flock() is itself a record lock; changes may report a busy file there.

@@ -3,6 +3,7 @@
 #include "Failure.h"
 
 #include <Z/ZException.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -44,11 +45,42 @@ char const* syntaxFault(std::string const& line) {
 std::string accessFault(std::string const& api) {
     if (api == "fopen(r)") return "cannot be read";
     if (api == "fcntl()") return "cannot be locked";
-    if (api == "mapFile()") return "the configuration database cannot be read";
     return "cannot be written";
 }
 
-Failure invalidDataFailure(ZPropertiesInvalidDataException_5_1 const& refused) {
+// The library calls a missing and an empty database an invalid argument.
+std::string databaseFault(char const* database, int error) {
+    struct stat now;
+    if (stat(database, &now) != 0) return std::strerror(errno);
+    if (!S_ISREG(now.st_mode)) return "is not a regular file";
+    return now.st_size == 0 ? "is empty" : std::strerror(error);
+}
+
+Failure accessFailure(ZPropertiesIOException_5_1 const& refused, std::string const& file) {
+    std::string const api = refused.api();
+    char const* const name = refused.propFile();
+    if (api == "mapFile()") {
+        Failure failure(inaccessible, file,
+                        std::string("the database of its obfuscated values cannot be read: ") +
+                            name + ": " + databaseFault(name, refused.excerrno()));
+        failure.database = name;
+        return failure;
+    }
+    if (api == "access()" && refused.excerrno() == EINVAL) {
+        return Failure(inaccessible, file, "names itself as the database of its obfuscated values");
+    }
+    return Failure(inaccessible, name, accessFault(api) + ": " + std::strerror(refused.excerrno()));
+}
+
+Failure invalidDataFailure(ZPropertiesInvalidDataException_5_1 const& refused,
+                           std::string const& file) {
+    if (refused.badline() == 0) {
+        Failure failure(invalidData, oneLine(refused.propFile()) +
+                                         ": no valid database of the obfuscated values of " +
+                                         oneLine(file));
+        failure.database = refused.propFile();
+        return failure;
+    }
     std::string text = refused.baddata();
     Failure failure(invalidData, oneLine(refused.propFile()) + ":" +
                                      std::to_string(refused.badline()) + ": " + syntaxFault(text) +
@@ -69,10 +101,9 @@ Failure currentFailure(std::string const& file) {
     } catch (Failure const& failure) {
         return failure;
     } catch (ZPropertiesInvalidDataException_5_1 const& refused) {
-        return invalidDataFailure(refused);
+        return invalidDataFailure(refused, file);
     } catch (ZPropertiesIOException_5_1 const& refused) {
-        return Failure(inaccessible, refused.propFile(),
-                       accessFault(refused.api()) + ": " + std::strerror(refused.excerrno()));
+        return accessFailure(refused, file);
     } catch (ZInvalidParameterException_5_1 const&) {
         return Failure(
             usage, file,

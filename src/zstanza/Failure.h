@@ -27,9 +27,11 @@ struct Failure {
 
     ExitCode code;
     std::string message;
-    // For invalid data: the line's number and text.
+    // For invalid data in the file itself: the line's number, from 1, and its text.
     int line = 0;
     std::string text;
+    // The database of obfuscated values, when that could not be loaded.
+    std::string database;
 };
 
 // The failure that the exception being handled amounts to. Called inside a catch block; the one

@@ -3,15 +3,15 @@
 #include "StanzaFile.h"
 
 #include <Z/ZException.h>
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <set>
 #include <sstream>
 
 #include "Failure.h"
@@ -20,50 +20,21 @@ namespace zstanza {
 
 namespace {
 
-// A file of our own that the library can store to by name: in memory where /proc shows it, else in
-// TMPDIR, readable by nobody else. Gone with this object.
-class Scratch {
-public:
-    Scratch() : descriptor_(memfd_create("zstanza", MFD_CLOEXEC)) {
-        name_ = "/proc/self/fd/" + std::to_string(descriptor_);
-        if (descriptor_ >= 0 && access(name_.c_str(), R_OK | W_OK) == 0) return;
-        if (descriptor_ >= 0) close(descriptor_);
-        char const* folder = std::getenv("TMPDIR");
-        name_ =
-            std::string(folder != nullptr && *folder != '\0' ? folder : "/tmp") + "/zstanza.XXXXXX";
-        descriptor_ = mkostemp(name_.data(), O_CLOEXEC);
-        if (descriptor_ < 0) {
-            throw Failure(inaccessible, name_,
-                          std::string("cannot be made: ") + std::strerror(errno));
-        }
-        named_ = true;
+// A stream whose text is in memory.
+struct MemoryStream {
+    MemoryStream() : stream(open_memstream(&text, &size)) {
+        if (stream == nullptr) throw std::bad_alloc();
     }
-    Scratch(Scratch const&) = delete;
-    Scratch& operator=(Scratch const&) = delete;
-    ~Scratch() {
-        if (named_) unlink(name_.c_str());
-        close(descriptor_);
+    MemoryStream(MemoryStream const&) = delete;
+    MemoryStream& operator=(MemoryStream const&) = delete;
+    ~MemoryStream() {
+        static_cast<void>(std::fclose(stream));
+        std::free(text);
     }
 
-    char const* name() const { return name_.c_str(); }
-
-    std::string content() const {
-        std::string text;
-        char block[65536];
-        for (;;) {
-            ssize_t n = pread(descriptor_, block, sizeof block, static_cast<off_t>(text.size()));
-            if (n == 0) return text;
-            if (n > 0) text.append(block, static_cast<std::size_t>(n));
-            if (n < 0 && errno != EINTR) {
-                throw Failure(inaccessible, name_, std::strerror(errno));
-            }
-        }
-    }
-
-private:
-    int descriptor_;
-    std::string name_;
-    bool named_ = false;
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* stream;
 };
 
 // Files are rewritten in place: who stops the program waits until the new text is whole.
@@ -150,12 +121,20 @@ void StanzaFile::require(std::string const& stanza, std::string const& key) cons
 }
 
 // The library lists stanzas by hash. Their order in the file shows in the text that it stores: a
-// line there begins with "[" only if it is a stanza's head, and ends after the name.
+// line there begins with "[" only if it is a stanza's head, and ends after the name. A stanza that
+// only the database knows has no head: it comes last.
 std::vector<std::string> StanzaFile::stanzas() {
     std::vector<std::string> names;
     std::istringstream lines(text());
     for (std::string line; std::getline(lines, line);) {
         if (!line.empty() && line[0] == '[') names.push_back(line.substr(1, line.size() - 2));
+    }
+    ZArrayList_5_1 all(100, 1);
+    content_.keyNames(all);
+    if (all.size() == names.size()) return names;
+    std::set<std::string> const withHead(names.begin(), names.end());
+    for (std::string const& name : texts(all)) {
+        if (withHead.count(name) == 0) names.push_back(name);
     }
     return names;
 }
@@ -166,17 +145,18 @@ std::vector<std::string> StanzaFile::keys(std::string const& stanza) const {
     return texts(names);
 }
 
-std::vector<std::string> StanzaFile::values(std::string const& stanza,
-                                            std::string const& key) const {
+Values StanzaFile::values(std::string const& stanza, std::string const& key) const {
     ZArrayList_5_1 found(4, 1);
     content_.getValues(stanza.c_str(), key.c_str(), found, ZPropLCString);
-    return texts(found);
+    return {texts(found),
+            found.size() != 0 && content_.isObfuscated(stanza.c_str(), key.c_str()) != 0};
 }
 
 std::string StanzaFile::text() {
-    Scratch scratch;
-    content_.store(scratch.name());
-    return scratch.content();
+    MemoryStream memory;
+    content_.writeText(name_.c_str(), memory.stream);
+    if (std::fflush(memory.stream) != 0 || std::ferror(memory.stream)) throw std::bad_alloc();
+    return {memory.text, memory.size};
 }
 
 }  // namespace zstanza

@@ -12,6 +12,12 @@
 
 namespace zstanza {
 
+// The values of a key, in order. A key without values is not obfuscated.
+struct Values {
+    std::vector<std::string> texts;
+    bool obfuscated = false;
+};
+
 // Texts are in the local codeset. Failures of the library pass through, but for a busy file, which
 // is tried again as long as the patience lasts and then is a Failure.
 class StanzaFile {
@@ -33,9 +39,10 @@ public:
     // Stanzas and keys in the order of the file.
     std::vector<std::string> stanzas();
     std::vector<std::string> keys(std::string const& stanza) const;
-    std::vector<std::string> values(std::string const& stanza, std::string const& key) const;
+    Values values(std::string const& stanza, std::string const& key) const;
 
-    // What store() would write.
+    // What store() would write to the file itself; obfuscated values are not in it. Touches no
+    // file.
     std::string text();
 
 private:

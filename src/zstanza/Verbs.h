@@ -22,6 +22,7 @@ struct Arguments {
     bool all = false;
     bool asInteger = false;
     bool asBoolean = false;
+    bool obfuscated = false;
     bool create = false;
     bool dryRun = false;
     bool json = false;
@@ -29,8 +30,8 @@ struct Arguments {
 };
 
 // Each appends its result to `out`, which is for standard output, and returns the exit code; what
-// goes wrong is thrown, as Failure or as the library's exception. Only check writes messages
-// itself, since it goes on with the next file.
+// goes wrong is thrown, as Failure or as the library's exception. Two write messages themselves:
+// check, since it goes on with the next file, and get, which marks obfuscated values so.
 using Verb = int (*)(Arguments const& arguments, std::string& out);
 
 int list(Arguments const& arguments, std::string& out);

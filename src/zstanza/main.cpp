@@ -26,6 +26,7 @@ enum : unsigned {
     create = 4,
     reading = 8,  // --all, --int, --bool, --default
     text = 16,
+    hiding = 32,  // --obfuscated
 };
 
 struct VerbEntry {
@@ -40,18 +41,22 @@ constexpr char const* version = "zstanza " ZSTANZA_VERSION;
 
 constexpr VerbEntry verbs[] = {
     {"list", list, "FILE | STANZA", json,
-     "Print the names of all stanzas, or the keys and values of one stanza"},
-    {"get", get, "FILE STANZA KEY", json | reading, "Print the first value of a key"},
-    {"set", set, "FILE STANZA KEY VALUE", dryRun | create,
+     "Print the names of all stanzas, or the keys and values of one stanza. An obfuscated value is "
+     "printed as \"# obfuscated: KEY = VALUE\", with control characters and backslashes as in C"},
+    {"get", get, "FILE STANZA KEY", json | reading | hiding,
+     "Print the first value of a key, as it is. A message on standard error tells when it is "
+     "obfuscated"},
+    {"set", set, "FILE STANZA KEY VALUE", dryRun | create | hiding,
      "Give a key one value in place of those it has; makes stanza and key when needed. An empty "
      "VALUE leaves the key without one"},
-    {"add", add, "FILE STANZA KEY VALUE", dryRun,
+    {"add", add, "FILE STANZA KEY VALUE", dryRun | hiding,
      "Add a value to those of a key, unless it is among them; makes stanza and key when needed"},
     {"unset", unset, "FILE STANZA | KEY", dryRun, "Remove a key, or a stanza with all its keys"},
     {"comment", comment, "FILE | STANZA KEY", dryRun | text,
      "Add a comment at the top of the file, under a stanza's head or above a key"},
     {"check", check, "FILE...", json,
-     "Load every file and report the first fault of each as FILE:LINE: message"},
+     "Load every file, with its database of obfuscated values, and report the first fault of each "
+     "as FILE:LINE: message"},
 };
 
 void addOperands(CLI::App& command, VerbEntry const& verb, Arguments& a) {
@@ -88,6 +93,14 @@ void addOptions(CLI::App& command, VerbEntry const& verb, Arguments& a) {
         command.add_flag("--dry-run", a.dryRun,
                          "Print the text that would be stored, leave the file as it is");
     }
+    if (verb.options & hiding) {
+        command.add_flag(
+            "--obfuscated", a.obfuscated,
+            verb.options & reading
+                ? "Obfuscated values are expected: no message about them"
+                : "Keep VALUE in the compressed database beside FILE, not in its text. "
+                  "All values of a key are of one kind; unset the key to change it");
+    }
     if (verb.options & create) command.add_flag("--create", a.create, "Make FILE if it is missing");
     if (verb.options & text) {
         command
@@ -96,7 +109,7 @@ void addOptions(CLI::App& command, VerbEntry const& verb, Arguments& a) {
             ->required();
     }
     if (verb.options & reading) {
-        command.add_flag("--all", a.all, "Print every value, a line each");
+        command.add_flag("--all", a.all, "Print every value, each with a line end");
         auto* number = command.add_flag("--int", a.asInteger, "Print a decimal number");
         command.add_flag("--bool", a.asBoolean, "Print yes or no")->excludes(number);
         command
