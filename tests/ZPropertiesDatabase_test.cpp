@@ -21,10 +21,10 @@ namespace fs = std::filesystem;
 namespace {
 
 struct {
-    off_t failAt = -1;      // the write that covers this byte
-    ino_t failingFile = 0;  // of this file stops before it
-    std::string database;   // whose mode is looked at whenever something is written
-    mode_t seen = 0;
+    off_t failAt = -1;   // the write that covers this byte stops before it,
+    bool inMain = true;  // in the main file or in the database
+    std::string main;    // the main file; all else is the database
+    mode_t seen = 0;     // modes of the database while it was written
 } writes;
 
 }  // namespace
@@ -34,9 +34,11 @@ extern "C" __attribute__((visibility("default"))) ssize_t pwrite(int fd, void co
     using Real = ssize_t (*)(int, void const*, size_t, off_t);
     static auto const real =
         reinterpret_cast<Real>(dlsym(RTLD_NEXT, sizeof(long) == 4 ? "pwrite64" : "pwrite"));
-    struct stat status = {};
-    if (stat(writes.database.c_str(), &status) == 0) writes.seen |= status.st_mode & 0777;
-    if (fstat(fd, &status) == 0 && status.st_ino == writes.failingFile && writes.failAt >= at &&
+    struct stat main = {}, file = {};
+    bool const isMain = stat(writes.main.c_str(), &main) == 0 && fstat(fd, &file) == 0 &&
+                        main.st_ino == file.st_ino;
+    if (!isMain) writes.seen |= file.st_mode & 0777;
+    if (isMain == writes.inMain && writes.failAt >= at &&
         writes.failAt < at + static_cast<off_t>(size)) {
         if (writes.failAt == at) {
             errno = ENOSPC;
@@ -55,6 +57,7 @@ using Values = ZStanzaValueIterator_5_1;
 
 class ZPropertiesDatabase : public testing::Test {
 protected:
+    ZPropertiesDatabase() { writes.main = file; }
     ~ZPropertiesDatabase() override { writes = {}; }
 
     // "|" stands for NUL here and in records().
@@ -251,7 +254,8 @@ TEST_F(ZPropertiesDatabase, PlacesThatCannotBeWritten) {
          "fopen(w) " + database + " " + std::to_string(ELOOP)},
         {"a folder", [](auto& db) { fs::create_directory(db); },
          "fopen(w) " + database + " " + std::to_string(EISDIR)},
-        {"a pipe", [](auto& db) { mkfifo(db.c_str(), 0600); }, "fopen(w) " + database + " 22"},
+        {"a pipe", [](auto& db) { mkfifo(db.c_str(), 0600); },
+         "fopen(w) " + database + " " + std::to_string(EINVAL)},
         {"the main file", [&](auto& db) { fs::create_hard_link(file, db); },
          "access() " + database + " 22"},
         {"a link to the main file", [&](auto& db) { fs::create_symlink(file, db); },
@@ -280,7 +284,6 @@ TEST_F(ZPropertiesDatabase, IsNeverReadableByMoreThanTheMainFile) {
         mode_t main;
         mode_t before;  // 0: there is no database yet
     } const cases[] = {{0600, 0}, {0600, 0666}, {0640, 0604}, {0644, 0}, {0666, 0600}};
-    writes.database = database;
     for (auto const& c : cases) {
         SCOPED_TRACE(c.main);
         ztest::write(file, plainText);
@@ -288,12 +291,80 @@ TEST_F(ZPropertiesDatabase, IsNeverReadableByMoreThanTheMainFile) {
         fs::remove(database);
         if (c.before) ztest::write(database, "rubbish");
         if (c.before) chmod(database.c_str(), c.before);
+        std::ifstream reader(database);  // opened while it may be
         Properties p(file.c_str(), 1);
         p.setValue("s", "k", "v", 1);
         writes.seen = 0;
         p.store(nullptr);
         EXPECT_EQ(mode(database), c.main);
         EXPECT_EQ(writes.seen, c.main);
+        std::string seen;
+        std::getline(reader, seen);
+        EXPECT_EQ(seen, c.before ? "rubbish" : "");
+        // Another file with the same database does not open it to its own readers.
+        p.store((folder / "copy").c_str());
+        chmod((folder / "copy").c_str(), 0666);
+        p.store((folder / "copy").c_str());
+        EXPECT_EQ(mode(database), c.main);
+        p.deleteStanza("s");
+        p.store((folder / "copy").c_str());
+        EXPECT_TRUE(fs::exists(database));
+    }
+}
+
+// Only who may be anybody can try this.
+TEST_F(ZPropertiesDatabase, OtherUsersAndTheirFiles) {
+    if (geteuid() != 0) return;
+    constexpr uid_t user = 12345, stranger = 12346;
+    struct {
+        char const* what;
+        uid_t mainOwner;
+        mode_t main;
+        uid_t folderOwner;
+        uid_t databaseOwner;  // 0: there is no database yet
+        mode_t before, after;
+        char const* failure;
+    } const cases[] = {
+        {"a folder of one's own", user, 0640, user, 0, 0, 0640, ""},
+        {"the main file of somebody else, readable by all", 0, 0646, user, 0, 0, 0644, ""},
+        {"closed to its group", 0, 0606, user, 0, 0, 0600, ""},
+        {"a database of somebody else is replaced", user, 0600, user, stranger, 0666, 0600, ""},
+        {"a folder that cannot be written to", user, 0600, 0, user, 0644, 0600, ""},
+        {"nor replaced there", user, 0600, 0, stranger, 0666, 0666, "fopen(w)"},
+        {"nor made there", user, 0600, 0, 0, 0, 0, "access()"},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto give = [&](std::string const& name, uid_t owner, mode_t mode) {
+            ASSERT_EQ(chown(name.c_str(), owner, owner) + chmod(name.c_str(), mode), 0);
+        };
+        fs::remove(database);
+        give(folder.path(), c.folderOwner, 0755);
+        ztest::write(file, plainText);
+        give(file, c.mainOwner, c.main);
+        if (c.databaseOwner) ztest::write(database, "rubbish");
+        if (c.databaseOwner) give(database, c.databaseOwner, c.before);
+        EXPECT_EQ(
+            ztest::inProcess([&] {
+                if (setresgid(user, user, user) + setresuid(user, user, user) != 0) return 9;
+                Properties p(file.c_str(), 1);
+                p.setValue("s", "k", "v", 1);
+                std::string const result = failure([&] { p.store(nullptr); });
+                if (result.substr(0, result.find(' ')) != c.failure) return 1;
+                if (*c.failure) return 0;
+                // In place or not, what fails half way is undone.
+                std::string const former = ztest::read(database);
+                p.setValue("s", "k", "w", 1);
+                writes.failAt = 0;
+                if (failure([&] { p.store(nullptr); }).empty()) return 2;
+                if (ztest::read(database) != former || mode(database) != c.after) return 3;
+                p.store(nullptr);
+                return values(*std::make_unique<Properties>(file.c_str(), 1), "s", "k") == "w;" ? 0
+                                                                                                : 4;
+            }),
+            0);
+        EXPECT_EQ(mode(database), c.after);
+        EXPECT_EQ(ztest::read(database) == "rubbish", *c.failure && c.databaseOwner);
     }
 }
 
@@ -301,36 +372,36 @@ TEST_F(ZPropertiesDatabase, StoresThatFailHalfWayLeaveTheOldFiles) {
     ztest::write(file, plainText);
     Properties p(file.c_str(), 1);
     p.setValue("s", "k", "old", 1);
-    auto attempt = [&](char const* what, std::string const& failing, off_t at) {
+    auto attempt = [&](char const* what, bool inMain, off_t at) {
         SCOPED_TRACE(what);
         std::string const formerText = ztest::read(file), former = ztest::read(database);
         bool const hadDatabase = fs::exists(database);
-        struct stat status = {};
-        ASSERT_EQ(stat(failing.c_str(), &status), 0);
-        writes.failingFile = status.st_ino;
+        writes.inMain = inMain;
         writes.failAt = at;
-        EXPECT_NE(failure([&] { p.store(nullptr); }), "");
+        EXPECT_EQ(
+            failure([&] { p.store(nullptr); }),
+            (inMain ? "fopen(r+) " + file : "fopen(w) " + database) + " " + std::to_string(ENOSPC));
         EXPECT_EQ(writes.failAt, -1);
         EXPECT_EQ(ztest::read(file), formerText);
         EXPECT_EQ(ztest::read(database), former);
         EXPECT_EQ(fs::exists(database), hadDatabase);
-        EXPECT_EQ(p.exists("configuration-database"), hadDatabase);
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), hadDatabase ? 2 : 1);
         EXPECT_TRUE(p.isModified());
     };
-    attempt("the text of the first store", file, 3);
+    attempt("the first database", false, 3);
+    attempt("the text of the first store", true, 3);
     p.store(nullptr);
+    EXPECT_EQ(ztest::read(file), "# top\n\n[s]\n# about k\nport = 1\n\n" + naming(database));
     std::mt19937 random(1);
     std::string longer;  // what hardly compresses
     while (longer.size() < 300) longer += static_cast<char>('!' + random() % 90);
     p.setValue("s", "k", longer.c_str(), 1);
-    attempt("a longer database", database, 20);
-    attempt("the text after a longer database", file, 0);
+    attempt("a longer database", false, 20);
+    attempt("the text after a longer database", true, 0);
     p.store(nullptr);
     EXPECT_EQ(values(*std::make_unique<Properties>(file.c_str(), 1), "s", "k"), longer + ";");
-    p.setValue("s", "k", "short", 1);
-    attempt("the text after a shorter database", file, 5);
     p.deleteKey("s", "k");
-    attempt("the text before the database goes", file, 0);
+    attempt("the text before the database goes", true, 0);
     p.store(nullptr);
     EXPECT_FALSE(fs::exists(database));
 
@@ -338,8 +409,35 @@ TEST_F(ZPropertiesDatabase, StoresThatFailHalfWayLeaveTheOldFiles) {
     p.setValue("configuration-database", "file", (folder / "no/db").c_str());
     p.setValue("s", "k", "v", 1);
     std::string const text = ztest::read(file);
-    EXPECT_EQ(failure([&] { p.store(nullptr); }), "access() " + (folder / "no") + " 2");
+    EXPECT_EQ(failure([&] { p.store(nullptr); }),
+              "access() " + (folder / "no") + " " + std::to_string(ENOENT));
     EXPECT_EQ(ztest::read(file), text);
+}
+
+// What would be stored can be looked at, any number of times, and nothing changes.
+TEST_F(ZPropertiesDatabase, TextWithoutStoring) {
+    ztest::write(file, "[a]\nx = 1\n");
+    Properties p(file.c_str(), 1);
+    p.setValue("s", "k", "v", 1);
+    auto text = [&p] {
+        char* chars = nullptr;
+        std::size_t size = 0;
+        std::FILE* out = open_memstream(&chars, &size);
+        p.writeText(nullptr, out);
+        std::fclose(out);
+        std::string const all(chars, size);
+        std::free(chars);
+        return all;
+    };
+    std::string const first = text();
+    EXPECT_EQ(text(), first);
+    EXPECT_FALSE(p.exists("configuration-database") || fs::exists(database));
+    EXPECT_TRUE(p.isModified());
+    p.store(nullptr);
+    EXPECT_EQ(ztest::read(file), first);
+    p.deleteStanza("s");
+    EXPECT_EQ(text(), "[a]\nx = 1\n\n[configuration-database]\n");
+    EXPECT_TRUE(fs::exists(database));
 }
 
 TEST_F(ZPropertiesDatabase, ValuesThatRepeatThemselvesCannotBeLoadedBack) {

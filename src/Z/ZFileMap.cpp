@@ -36,6 +36,16 @@ int extend(int fd, unsigned long length) {
     return written == 1 ? 0 : written == 0 ? EIO : errno;
 }
 
+// Lowers the length to that of the file, which may be shorter than a moment ago.
+int limit(int fd, unsigned long& length) {
+    struct stat status;
+    if (fstat(fd, &status) != 0) return errno;
+    if (S_ISREG(status.st_mode) && status.st_size < static_cast<off_t>(length)) {
+        length = static_cast<unsigned long>(status.st_size);
+    }
+    return length == 0 ? EINVAL : 0;
+}
+
 }  // namespace
 
 ZAbstractFileMap_5_1::ZAbstractFileMap_5_1(ZLCString_5_1 const& fileName, zmapmode mode, int flags)
@@ -75,7 +85,8 @@ void* ZUnixFileMap_5_1::mapfile(int* err, unsigned long length) {
     unmapfile(err);
     if (address_) return nullptr;
 
-    if (length == 0) {
+    bool const asWhole = length == 0;
+    if (asWhole) {
         // A file that cannot be examined counts as empty.
         struct stat status;
         off_t const size = stat(fileName_.getChars(), &status) == 0 ? status.st_size : 0;
@@ -95,8 +106,9 @@ void* ZUnixFileMap_5_1::mapfile(int* err, unsigned long length) {
         return nullptr;
     }
     fd_ = fd;
+    *err = asWhole ? limit(fd, length) : 0;
     length_ = length;
-    *err = mode_ == create ? extend(fd, length) : 0;
+    if (*err == 0 && mode_ == create) *err = extend(fd, length);
     if (*err == 0) {
         int const protection = mode_ == readOnly ? PROT_READ : PROT_READ | PROT_WRITE;
         void* const mapped = mmap(nullptr, length, protection, MAP_SHARED, fd, 0);

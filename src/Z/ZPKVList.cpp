@@ -308,3 +308,8 @@ ZPKVList_5_1::PropLine& ZPKVList_5_1::addLine(unsigned int type, PropText text, 
     }
     return line;
 }
+
+void ZPKVList_5_1::eraseBlankLine(PropLine& line) {
+    lines_.remove(line);
+    memory_->pool.give(line);
+}

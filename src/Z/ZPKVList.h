@@ -78,6 +78,7 @@ public:
     void place(PropKey& key);
     // A comment or blank line behind the given one, or, for null, under the head.
     PropLine& addLine(unsigned int type, z_5_1::PropText text, PropLine* after);
+    void eraseBlankLine(PropLine& line);
     PropLine* firstLine() const { return lines_.first(); }
     PropLine* lastLine() const { return lines_.last(); }
 

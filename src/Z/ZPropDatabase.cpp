@@ -3,9 +3,12 @@
 #include "ZPropDatabase.h"
 
 #include <fcntl.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 
 #include "ZException.h"
 #include "zraise.h"
@@ -16,95 +19,160 @@ namespace {
 
 constexpr char const* unit = "src/Z/ZProperties";
 constexpr char const api[] = "fopen(w)";
+constexpr char const accessList[] = "system.posix_acl_access";
+constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 
-bool areOne(struct stat const& a, struct stat const& b) {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+FileId idOf(struct stat const& status) {
+    return {status.st_dev, status.st_ino};
 }
 
-// The main file's mode, as far as it tells the database's own group nothing new: to another group
-// than the main file's it is "others".
-mode_t modeFor(struct stat const& database, struct stat const& main) {
-    mode_t mode = main.st_mode & 07777;
-    if (database.st_gid != main.st_gid) mode &= ~mode_t{S_IRWXG} | (mode & S_IRWXO) << 3;
-    return mode;
+int exchange(char const* one, char const* other) {
+    return renameat2(AT_FDCWD, one, AT_FDCWD, other, RENAME_EXCHANGE);
 }
 
-// Whether somebody may read the database who may not read the main file.
-bool isReadableByMore(struct stat const& database, struct stat const& main) {
-    bool const others = (main.st_mode & S_IROTH) != 0;
-    bool const ownerMay = database.st_uid == main.st_uid || database.st_uid == geteuid() || others;
-    return (!ownerMay && database.st_mode & S_IRUSR) ||
-           (database.st_mode & ~modeFor(database, main) & (S_IRGRP | S_IROTH));
+// What both the main file's group and all others may do.
+mode_t common(mode_t mode) {
+    return mode & mode >> 3 & S_IRWXO;
+}
+
+// The errno of an open for writing that does not follow links; 0 for a regular file.
+int refusal(struct stat const& status) {
+    if (S_ISREG(status.st_mode)) return 0;
+    if (S_ISLNK(status.st_mode)) return ELOOP;
+    return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
 }
 
 }  // namespace
 
-bool isFile(char const* name, struct stat const& file) {
-    struct stat found;
-    return stat(name, &found) == 0 && areOne(found, file);
+std::optional<FileId> fileId(char const* name) {
+    struct stat status;
+    if (stat(name, &status) != 0) return std::nullopt;
+    return idOf(status);
 }
 
-PropDatabase::PropDatabase(char const* name, struct stat const& main) : name_(name) {
+// ---- who may read it ----
+
+PropDatabase::Access PropDatabase::accessOf(struct stat const& status, bool hasList) {
+    mode_t const bits = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    if (!hasList) return {status.st_uid, status.st_gid, bits};
+    return {status.st_uid, status.st_gid, (bits & ~mode_t{S_IRWXG}) | common(bits) << 3};
+}
+
+mode_t PropDatabase::Access::modeFor(struct stat const& file) const {
+    if (file.st_gid == group) return mode;
+    // Who is in the file's group is one of the others of the main file, and the reverse.
+    return (mode & S_IRWXU) | common(mode) << 3 | common(mode);
+}
+
+bool PropDatabase::Access::isExceededBy(struct stat const& file) const {
+    if (common(mode) & S_IROTH) return false;  // it may be read by everybody
+    bool const foreignOwner = file.st_uid != owner && file.st_uid != geteuid();
+    return foreignOwner || (file.st_mode & ~modeFor(file) & (S_IRGRP | S_IROTH));
+}
+
+// Only some may give a file away, and to the group alone some more.
+void PropDatabase::give(Access const& access) const {
+    struct stat file;
+    if (fstat(descriptor_, &file) != 0) fail(errno);
+    (void)!fchmod(descriptor_, file.st_mode & ownerOnly);
+    if (fchown(descriptor_, access.owner, access.group) != 0) {
+        (void)!fchown(descriptor_, static_cast<uid_t>(-1), access.group);
+    }
+    (void)!fremovexattr(descriptor_, accessList);
+    if (fstat(descriptor_, &file) != 0) fail(errno);
+    (void)!fchmod(descriptor_, access.modeFor(file));
+    if (fstat(descriptor_, &file) != 0) fail(errno);
+    if (access.isExceededBy(file)) fail(EPERM);
+}
+
+// ---- the file ----
+
+PropDatabase::PropDatabase(char const* name, PropFile const& main, bool isItsOwn, char const* bytes,
+                           std::size_t size)
+    : name_(name) {
+    struct stat const mainStatus = main.status();
     // A second descriptor of the main file, when closed, would take the record lock with it.
-    if (isFile(name, main)) raise(unit, ZPropertiesIOException_5_1(name, "access()", EINVAL));
-    open();
+    if (fileId(name) == idOf(mainStatus)) {
+        raise(unit, ZPropertiesIOException_5_1(name, "access()", EINVAL));
+    }
+    struct stat former;
+    existed_ = lstat(name, &former) == 0;
+    if (!existed_ && errno != ENOENT) fail(errno);
+    if (int const error = existed_ ? refusal(former) : 0) fail(error);
+    Access const access =
+        existed_ && !isItsOwn
+            ? accessOf(former, lgetxattr(name, accessList, nullptr, 0) > 0)
+            : accessOf(mainStatus, fgetxattr(main.descriptor(), accessList, nullptr, 0) > 0);
     try {
-        protect(main);
+        if (!makeNew(access, bytes, size)) overwrite(access, bytes, size);
     } catch (...) {
-        if (made_) unlink(name_);
-        close(descriptor_);
+        undo();
         throw;
     }
 }
 
 PropDatabase::~PropDatabase() {
-    if (!kept_ && made_) unlink(name_);
-    if (!kept_ && !made_ && content_) content_->putBack();
-    close(descriptor_);
+    undo();
 }
 
-// O_NONBLOCK lets a pipe without a reader fail instead of wait.
-void PropDatabase::open() {
-    constexpr int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    auto openWith = [this](int more) {
-        descriptor_ = retried([=] { return ::open(name_, flags | more, S_IRUSR | S_IWUSR); });
-        return descriptor_ != -1;
-    };
-    if (openWith(0)) return;
-    if (errno == ENOENT) {
-        made_ = openWith(O_CREAT | O_EXCL);
-        if (made_ || (errno == EEXIST && openWith(0))) return;
+bool PropDatabase::makeNew(Access const& access, char const* bytes, std::size_t size) {
+    other_ = std::string(name_) + ".XXXXXX";
+    descriptor_ = mkostemp(&other_[0], O_CLOEXEC);
+    if (descriptor_ == -1) {
+        other_.clear();
+        bool const mayOverwrite = errno == EACCES || errno == EPERM || errno == EROFS;
+        if (existed_ && mayOverwrite) return false;
+        fail(errno);
     }
-    fail(errno);
+    give(access);
+    NewContent(descriptor_, name_, api, bytes, size).overwrite();
+    if (existed_ && exchange(other_.c_str(), name_) != 0) {
+        if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) fail(errno);
+        undo();
+        return false;
+    }
+    if (!existed_) {
+        if (std::rename(other_.c_str(), name_) != 0) fail(errno);
+        other_.clear();
+    }
+    published_ = true;
+    return true;
 }
 
-void PropDatabase::protect(struct stat const& main) const {
+// O_NONBLOCK lets a pipe that has come in place of the file fail instead of wait.
+void PropDatabase::overwrite(Access const& access, char const* bytes, std::size_t size) {
+    constexpr int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    descriptor_ = retried([this] { return open(name_, flags); });
+    if (descriptor_ == -1) fail(errno);
     struct stat status;
     if (fstat(descriptor_, &status) != 0) fail(errno);
-    if (!S_ISREG(status.st_mode) || areOne(status, main)) fail(EINVAL);
-    // Only some may give a file away, and to the group alone some more.
-    if (fchown(descriptor_, main.st_uid, main.st_gid) != 0) {
-        (void)!fchown(descriptor_, static_cast<uid_t>(-1), main.st_gid);
-    }
-    if (fstat(descriptor_, &status) != 0) fail(errno);
-    (void)!fchmod(descriptor_, modeFor(status, main));
-    if (fstat(descriptor_, &status) != 0) fail(errno);
-    if (isReadableByMore(status, main)) fail(EPERM);
-}
-
-void PropDatabase::write(char const* bytes, std::size_t size) {
+    if (int const error = refusal(status)) fail(error);
+    formerMode_ = status.st_mode;
+    give(access);
     content_.emplace(descriptor_, name_, api, bytes, size);
-    try {
-        content_->overwrite();
-    } catch (...) {
-        content_.reset();
-        throw;
-    }
+    content_->overwrite();
 }
 
 void PropDatabase::keep() noexcept {
+    if (published_ && existed_) unlink(other_.c_str());
     if (content_) content_->truncate();  // or a rest of the former content stays, which is harmless
-    kept_ = true;
+    if (descriptor_ != -1) close(descriptor_);
+    descriptor_ = -1;
+}
+
+void PropDatabase::undo() noexcept {
+    if (descriptor_ == -1) return;
+    if (published_ && !existed_) {
+        unlink(name_);
+    } else if (!published_ || exchange(other_.c_str(), name_) == 0) {
+        if (!other_.empty()) unlink(other_.c_str());
+    }
+    if (content_) content_->putBack();
+    if (formerMode_) (void)!fchmod(descriptor_, *formerMode_);
+    close(descriptor_);
+    descriptor_ = -1;
+    other_.clear();
+    published_ = false;
 }
 
 void PropDatabase::fail(int error, int line) const {

@@ -1,53 +1,77 @@
 // ZPropDatabase: the companion database on disk, as it is written beside its main file.
 // Subsystem: properties, layer 4. Test: tests/ZPropertiesDatabase_test.cpp
 //
-// Internal. The database holds what is not to be read by everybody: nobody can read it who cannot
-// read the main file, at no moment. So it is made for its owner alone, and owner, group and mode
-// of the main file are given to it before the first byte is written.
+// Internal. The database holds what is not to be read by everybody. It is written as a new file
+// beside the old one, readable by its owner alone; that file gets owner, group and mode of the main
+// file, then its content, and then takes the name. So who may not read the main file can read it at
+// no moment, and a reader finds the whole old or the whole new database.
 //
-// 1. It is a regular file, no link, and another one than the main file.
-// 2. Until keep() is called everything is undone by the destructor: a file that was made goes, one
-//    that was there has its former content.
-// 3. Between write() and keep() the new content may have a rest of the former one behind it, which
-//    readers ignore: the file is loadable at every moment.
+// Where the folder lets nobody make files, or the file system cannot exchange two names, the old
+// file is overwritten in place instead. Its mode is narrowed first; who holds it open from before
+// sees the new content, and a process that is killed meanwhile leaves an invalid database.
+//
+// 1. The database is a regular file, no link, and another one than the main file.
+// 2. Until keep() is called, the destructor brings the old file back, or removes the new one where
+//    there was none.
+// 3. Access control lists are not copied. Where the main file has one, the bits of its group, which
+//    then stand for everybody in the list, give the database's group no more than others have.
 #ifndef Z_ZPROPDATABASE_H
 #define Z_ZPROPDATABASE_H
 
 #include <sys/stat.h>
 
 #include <optional>
+#include <string>
 
 #include "ZPropFile.h"
+#include "ZPropertiesImpl.h"
 
 namespace z_5_1 {
 
-// Whether `name` leads to the file of this status.
-bool isFile(char const* name, struct stat const& file);
+// The file that `name` leads to; none when it cannot be looked at.
+std::optional<FileId> fileId(char const* name);
 
 class PropDatabase {
 public:
-    // Opens `name` for writing, making it if it is missing. `main` is the main file. Throws
+    // Puts the bytes in place. `isItsOwn`: the database is that of this main file and is to be
+    // accessible like it; else a database that is there stays accessible as it is. Throws
     // ZPropertiesIOException_5_1 with "access()" and EINVAL when both are one file, else with
-    // "fopen(w)".
-    PropDatabase(char const* name, struct stat const& main);
+    // "fopen(w)". `name` must outlive this object.
+    PropDatabase(char const* name, PropFile const& main, bool isItsOwn, char const* bytes,
+                 std::size_t size);
     PropDatabase(PropDatabase const&) = delete;
     PropDatabase& operator=(PropDatabase const&) = delete;
     ~PropDatabase();
 
-    // Throws as the constructor.
-    void write(char const* bytes, std::size_t size);
     void keep() noexcept;
 
 private:
-    void open();
-    void protect(struct stat const& main) const;
+    // Who may do what with the main file.
+    struct Access {
+        uid_t owner;
+        gid_t group;
+        mode_t mode;
+
+        // The mode for `file`, which may have come out with another owner or group.
+        mode_t modeFor(struct stat const& file) const;
+        // Whether somebody may read `file` who is not meant to, or could make it so.
+        bool isExceededBy(struct stat const& file) const;
+    };
+    static Access accessOf(struct stat const& status, bool hasList);
+
+    bool makeNew(Access const& access, char const* bytes, std::size_t size);
+    void overwrite(Access const& access, char const* bytes, std::size_t size);
+    void give(Access const& access) const;
+    void undo() noexcept;
     [[noreturn]] void fail(int error, int line = __builtin_LINE()) const;
 
     char const* name_;
-    int descriptor_ = -1;
-    bool made_ = false;
-    bool kept_ = false;
-    std::optional<NewContent> content_;
+    bool existed_ = false;
+    bool published_ = false;  // the new file has the name
+    std::string other_;       // the name of the new file, and of the old one while it may come back
+    int descriptor_ = -1;     // open until all is kept or undone
+    std::optional<NewContent> content_;  // when overwriting: what was there,
+    std::optional<mode_t> formerMode_;   // and its mode
 };
 
 }  // namespace z_5_1

@@ -5,8 +5,9 @@
 // since record locks do not exclude threads of one process and go with the first descriptor that
 // the process closes, a process-wide mutex per file (device and inode) against other instances.
 //
-// 1. The mutex is taken after the open and left after the close; so no descriptor of a file is
-//    closed while another thread holds its record lock.
+// 1. The mutex is taken after the open and left after the close; so no descriptor of a main file is
+//    closed while another thread holds its record lock. (Databases are not guarded: none may be the
+//    main file of another instance.)
 // 2. Waiting for the mutex comes after the instance's lock and before the record lock.
 // 3. While a PropFile exists its thread cannot be cancelled.
 #ifndef Z_ZPROPFILE_H
@@ -75,6 +76,7 @@ public:
     // A stream over the file, closed with it.
     std::FILE* stream() const { return stream_; }
     struct stat status() const;
+    int descriptor() const { return descriptor_; }
     // The file's modification time in seconds, `otherwise` when it cannot be had.
     long modificationTime(long otherwise) const;
     // Puts `text` in place of the whole content. The room for it is reserved before anything is

@@ -26,12 +26,12 @@
 #include "ZUTF8String.h"
 #include "zexport.h"
 
-struct stat;
 class ZPCache_5_1;
 class ZProperties_5_1;
 namespace z_5_1 {
+class PropFile;
 struct PropSlice;
-}
+}  // namespace z_5_1
 
 // What kind of string a caller wants values in.
 enum ZPropertyStringType : int {
@@ -349,8 +349,8 @@ public:
     // a stanza that is there already is invalid data, so reload() is what an instance in use wants.
     // The first file an instance loads or stores is remembered for good, even when that fails.
     // No file at all: ZInvalidParameterException_5_1. Otherwise ZPropertiesIOException_5_1 (code
-    // 43; "fopen(r)", "fcntl()", or "mapFile()" with the database, when it is empty (EINVAL) or
-    // cannot be mapped) or ZPropertiesInvalidDataException_5_1 (code 44) with file, line and line
+    // 43; "fopen(r)", "fcntl()", or "mapFile()" with the database; EINVAL for a missing or empty
+    // one) or ZPropertiesInvalidDataException_5_1 (code 44) with file, line and line
     // number (database, "" and 0 for an invalid one); what was read before the failure stays in the
     // store, and a store() after it would write just that.
     void load(char const* file) override;
@@ -359,20 +359,22 @@ public:
     // Writes the store to `file` (null or empty: the file remembered), in place: inode, owner and
     // mode stay, a missing file is made (mode 0666 less the umask). The room is reserved before the
     // first byte is changed. On failure (ZPropertiesIOException_5_1: "access()", "fopen(r+)",
-    // "fcntl()", "fopen(w)") both files keep what they held, and the changes stay in memory, marked
-    // as unsaved.
+    // "fcntl()", "fopen(w)") file and database are as before (a missing file may have been made,
+    // empty), and the changes stay in memory, marked as unsaved.
     //
     // Obfuscated values go into the companion database instead (docs/database-format.md): the file
-    // that the key "file" of the stanza "configuration-database" names, which is made with the name
-    // of the main file and ".obf" when there is no such key, and gets owner, group and mode of the
-    // main file; nobody can read it who cannot read the main file. Without obfuscated values that
-    // key goes, and with it the database that this instance has read or written.
+    // that the key "file" of the stanza "configuration-database" names. Without such a key it is
+    // the absolute name of `file` and ".obf". It gets owner, group and mode of its main file, and
+    // who cannot read that one cannot read it. A second file that the instance is stored to shares
+    // the database. Without obfuscated values the key goes, and with it the database that was read
+    // from or written for this file.
     //
     // store() writes any values. load() refuses a database whose records are more than four times
-    // its size, as values make that repeat themselves: ask databaseLoadsBack() before.
+    // its size, which values can come to that repeat themselves: see databaseLoadsBack().
     void store(char const* file) override;
-    // The text that store() would write for `file` (null or empty: the file remembered) goes to
-    // `out`; no file is touched. Failures of the stream show in ferror().
+    // The text that store() would write for `file` (null or empty: the file remembered, without
+    // which it is ZInvalidParameterException_5_1) goes to `out`; no file is touched. Failures of
+    // the stream show in ferror().
     void writeText(char const* file, std::FILE* out);
     // 1 when load() would accept the database that store() would write, or there would be none.
     int databaseLoadsBack() const;
@@ -495,9 +497,9 @@ private:
 
     ZLCString_5_1 chooseFile(char const* file);
     void loadLocked(char const* file);
-    void loadDatabase();
+    void loadDatabase(char const* file);
     void storeLocked(char const* file);
-    void removeDatabase(struct stat const& main);
+    void removeDatabase(z_5_1::PropFile const& main);
     void reloadIfNeeded(char const* file, int force);
     char const* fileName() const { return fileName_.getChars(); }
 

@@ -76,8 +76,8 @@ private:
     std::FILE* stream_;
 };
 
-// The line that names the database, in the store as the file is to have it: there with `name`, or
-// for null left out of what is written. Unless kept, all is as before afterwards.
+// Sees to the line that names the database: with a name, the store has the line, without one, it is
+// left out of what is written. The destructor takes that back unless the line is kept.
 class DatabaseLine {
 public:
     DatabaseLine(ZPCache_5_1& store, char const* name) : store_(store) {
@@ -85,18 +85,23 @@ public:
             store.omitDatabaseKey(true);
         } else if (!namedDatabase(store)) {
             hadStanza_ = store.contains(z_5_1::databaseStanza);
+            hadHead_ = store.hasHead(z_5_1::databaseStanza);
             hadKey_ = store.contains(z_5_1::databaseStanza, z_5_1::databaseKey);
+            try {
+                store.addLine(z_5_1::databaseStanza, z_5_1::databaseKey, name, 0);
+            } catch (...) {
+                takeBack();
+                throw;
+            }
             added_ = true;
-            store.addLine(z_5_1::databaseStanza, z_5_1::databaseKey, name, 0);
         }
     }
     DatabaseLine(DatabaseLine const&) = delete;
     DatabaseLine& operator=(DatabaseLine const&) = delete;
     ~DatabaseLine() {
         store_.omitDatabaseKey(false);
-        if (!added_) return;
         // cppcheck-suppress throwInNoexceptFunction ; quietly() catches
-        z_5_1::quietly(unit, [this] { undo(); });
+        if (added_) z_5_1::quietly(unit, [this] { takeBack(); });
     }
 
     void keep() { added_ = false; }
@@ -111,19 +116,18 @@ public:
     }
 
 private:
-    void undo() {
-        if (!hadStanza_) {
-            store_.delStanzaLine(z_5_1::databaseStanza);
-        } else if (!hadKey_) {
-            store_.delLine(z_5_1::databaseStanza, z_5_1::databaseKey);
-        } else {
+    void takeBack() {
+        if (hadKey_) {
             store_.addLine(z_5_1::databaseStanza, z_5_1::databaseKey, nullptr, 0);
+        } else {
+            store_.takeBackLine(z_5_1::databaseStanza, z_5_1::databaseKey, hadStanza_, hadHead_);
         }
     }
 
     ZPCache_5_1& store_;
     bool added_ = false;
     bool hadStanza_ = false;
+    bool hadHead_ = false;
     bool hadKey_ = false;
 };
 
@@ -215,7 +219,7 @@ void ZProperties_5_1::loadLocked(char const* file) {
     {
         z_5_1::PropFile in(file, z_5_1::PropFile::reading);
         store_->be_read(file, in.stream());
-        loadDatabase();
+        loadDatabase(file);
         time = in.modificationTime(fileTime_);
     }
     postLoad(file);
@@ -224,16 +228,25 @@ void ZProperties_5_1::loadLocked(char const* file) {
 }
 
 // Under the record lock of the main file, which guards both.
-void ZProperties_5_1::loadDatabase() {
+void ZProperties_5_1::loadDatabase(char const* file) {
     ZLCString_5_1 const name(store_->databaseName());
     if (name.isEmpty()) return;
     ZUnixFileMap_5_1 map(name, ZAbstractFileMap_5_1::readOnly, 1);
     int error;
     void* const bytes = map.mapfile(&error, 0);
     if (error) failIO(name.getChars(), "mapFile()", error);
-    ZBuffer_5_1 content(map.length(), bytes);
-    store_->be_read_obfuscated(content);
-    store_->setDatabaseIsOurs(true);
+    // The buffer only borrows the mapping.
+    struct Lent {
+        ZBuffer_5_1 buffer;
+        ~Lent() {
+            unsigned long length;
+            void* data;
+            buffer.takeBuffer(length, data);
+        }
+    } content;
+    content.buffer.setBufferNoCopy(map.length(), bytes);
+    store_->be_read_obfuscated(content.buffer);
+    store_->database() = {z_5_1::fileId(name.getChars()), file};
 }
 
 void ZProperties_5_1::reload(char const* file) {
@@ -251,8 +264,8 @@ void ZProperties_5_1::store(char const* file) {
     storeLocked(chooseFile(file).getChars());
 }
 
-// Nothing in memory or on disk has changed when this fails, but for what the system cannot put
-// back. The database goes only after the text that does not name it any more is safely in the file.
+// Memory and files are as before when this fails. The database goes only after the text that does
+// not name it any more is safely in the file.
 void ZProperties_5_1::storeLocked(char const* file) {
     z_5_1::checkFileAccess(file);
     Hidden const hidden(*store_, file);
@@ -263,20 +276,23 @@ void ZProperties_5_1::storeLocked(char const* file) {
     MemoryText text;
     store_->be_write(file, text.stream());
     text.finish();
+    std::optional<z_5_1::KnownDatabase>& known = store_->database();
+    bool const isItsOwn = !known || known->main == file;
     std::optional<z_5_1::PropDatabase> companion;
     if (database) {
-        companion.emplace(database, out.status());
-        companion->write(static_cast<char const*>(hidden.content.getBuffer()),
-                         hidden.content.getLength());
+        companion.emplace(database, out, isItsOwn,
+                          static_cast<char const*>(hidden.content.getBuffer()),
+                          hidden.content.getLength());
     }
     out.replaceContent(text.text(), text.size());
     if (companion) companion->keep();
     line.keep();
     if (database) {
         store_->setDatabaseName(database);
-        store_->setDatabaseIsOurs(true);
+        known = {z_5_1::fileId(database), isItsOwn ? file : known->main};
     } else {
-        removeDatabase(out.status());
+        if (isItsOwn) removeDatabase(out);
+        store_->delLine(z_5_1::databaseStanza, z_5_1::databaseKey);
     }
     long const time = out.modificationTime(fileTime_);
     out.close();
@@ -284,12 +300,14 @@ void ZProperties_5_1::storeLocked(char const* file) {
     resetModified();
 }
 
-// Only what this instance has read or written is known to be a database.
-void ZProperties_5_1::removeDatabase(struct stat const& main) {
+// Only the file that this instance has read or written is known to be the database.
+void ZProperties_5_1::removeDatabase(z_5_1::PropFile const& main) {
     char const* const name = store_->databaseName().getChars();
-    if (store_->databaseIsOurs() && !z_5_1::isFile(name, main)) (void)unlink(name);
-    store_->setDatabaseIsOurs(false);
-    store_->delLine(z_5_1::databaseStanza, z_5_1::databaseKey);
+    std::optional<z_5_1::FileId> const found = z_5_1::fileId(name);
+    struct stat const status = main.status();
+    bool const isMain = found == z_5_1::FileId(status.st_dev, status.st_ino);
+    if (found && !isMain && store_->database() && store_->database()->file == found) unlink(name);
+    store_->database().reset();
 }
 
 void ZProperties_5_1::writeText(char const* file, std::FILE* out) {

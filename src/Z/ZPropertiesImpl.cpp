@@ -475,6 +475,32 @@ void ZPCategoryBasedCache_5_1::delStanzaLine(char const* stanza) {
     content().stanzas.removeEntry(&name);
 }
 
+bool ZPCategoryBasedCache_5_1::hasHead(char const* stanza) const {
+    ZPKVList_5_1* found = find(stanza);
+    return found && found->hasHead;
+}
+
+void ZPCategoryBasedCache_5_1::takeBackLine(char const* stanza, char const* key, bool hadStanza,
+                                            bool hadHead) {
+    delLine(stanza, key);
+    ZPKVList_5_1* found = find(stanza);
+    if (hadHead || !found) return;
+    // makeHead() has put a blank line at the end of what stands before the last stanza.
+    if (found->hasHead) {
+        ZPKVList_5_1* before = found->previousStanza;
+        z_5_1::PropLineList& lines = content().preamble;
+        PropLine* blank = before ? before->lastLine() : lines.last();
+        if (before) {
+            before->eraseBlankLine(*blank);
+        } else {
+            lines.remove(*blank);
+            content().memory.pool.give(*blank);
+        }
+        found->hasHead = false;
+    }
+    if (!hadStanza) delStanzaLine(stanza);
+}
+
 void ZPCategoryBasedCache_5_1::addFileComment(char const* text) {
     z_5_1::PropLineList& preamble = content().preamble;
     PropLine* blank = preamble.first();

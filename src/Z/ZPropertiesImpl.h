@@ -16,12 +16,16 @@
 #ifndef Z_ZPROPERTIESIMPL_H
 #define Z_ZPROPERTIESIMPL_H
 
+#include <sys/types.h>
+
 #include <cstdio>
 #include <cstring>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "ZKeyMap.h"
@@ -39,6 +43,15 @@ inline constexpr char databaseKey[] = "file";
 inline bool namesDatabase(char const* stanza, char const* key) {
     return std::strcmp(key, databaseKey) == 0 && std::strcmp(stanza, databaseStanza) == 0;
 }
+
+// One file among all: device and inode.
+using FileId = std::pair<dev_t, ino_t>;
+
+// The companion database that values came from or are in: which file, and whose it is.
+struct KnownDatabase {
+    std::optional<FileId> file;
+    std::string main;
+};
 
 }  // namespace z_5_1
 
@@ -66,11 +79,15 @@ namespace z_5_1 {
 // compared byte by byte.
 class ObfuscatedItems {
 public:
+    ObfuscatedItems() = default;
+    ObfuscatedItems(ObfuscatedItems const&) = delete;
+    ObfuscatedItems& operator=(ObfuscatedItems const&) = delete;
+
     bool isEmpty() const { return items_.empty(); }
     std::list<ZObfuscatedItem_5_1> const& inOrder() const { return items_; }
-    // A key that is there keeps its place,
+    // At the end; a key that is there keeps its place.
     void add(char const* stanza, char const* key);
-    // or goes to the end.
+    // At the end, also a key that is there.
     void addLast(char const* stanza, char const* key);
     void remove(char const* stanza, char const* key);
 
@@ -185,8 +202,11 @@ public:
         ~KeyVisitor() = default;
     };
     virtual void visitKeys(char const* stanza, KeyVisitor& visitor) const = 0;
-    // to take out a stanza with all that is in its lines (nothing when absent),
-    virtual void delStanzaLine(char const* stanza) = 0;
+    // to take back what addLine() just made: the key, and what a stanza that had no head
+    // (`hadHead` false) or was not there at all (`hadStanza` false) needed before it,
+    virtual void takeBackLine(char const* stanza, char const* key, bool hadStanza,
+                              bool hadHead) = 0;
+    virtual bool hasHead(char const* stanza) const = 0;
     // and whether be_read_obfuscated() accepts what be_write_obfuscated() writes.
     virtual bool databaseLoadsBack() = 0;
 
@@ -198,8 +218,8 @@ public:
         Content& operator=(Content const&) = delete;
         virtual ~Content() noexcept(false);
 
-        ZLCString_5_1 databaseName;   // path of the companion database; empty when there is none
-        bool databaseIsOurs = false;  // the values were read from it or written to it
+        ZLCString_5_1 databaseName;  // path of the companion database; empty when there is none
+        std::optional<z_5_1::KnownDatabase> database;
         z_5_1::ObfuscatedItems obfuscatedItems;
     };
     std::unique_ptr<Content> takeContent();
@@ -208,8 +228,7 @@ public:
     unsigned long removals() const { return removals_; }
     ZLCString_5_1 const& databaseName() const { return content_->databaseName; }
     void setDatabaseName(char const* name) { content_->databaseName = name; }
-    bool databaseIsOurs() const { return content_->databaseIsOurs; }
-    void setDatabaseIsOurs(bool ours) { content_->databaseIsOurs = ours; }
+    std::optional<z_5_1::KnownDatabase>& database() { return content_->database; }
     int hasObfuscatedItems() const { return !content_->obfuscatedItems.isEmpty(); }
 
     // While set, be_write leaves out the key that names the database.
@@ -274,10 +293,12 @@ public:
     z_5_1::PropSlice firstValue(char const* stanza, char const* key) const override;
     void visitValues(char const* stanza, char const* key, ValueVisitor& visitor) const override;
     void visitKeys(char const* stanza, KeyVisitor& visitor) const override;
+    void takeBackLine(char const* stanza, char const* key, bool hadStanza, bool hadHead) override;
+    bool hasHead(char const* stanza) const override;
 
     // The stanza with head and blank line before it, made when absent.
     ZPKVList_5_1& addStanzaLine(char const* stanza);
-    void delStanzaLine(char const* stanza) override;
+    void delStanzaLine(char const* stanza);
     // Under the head, after the comments there; a blank line is put behind the comment unless one
     // follows, or nothing does.
     void addStanzaComment(char const* stanza, char const* text);

@@ -129,7 +129,7 @@ private:
             stanza_->placeLast(*key);
         }
         if (value != last) key->addPlain(slice(value, last));
-        if (namesDatabase_ && std::strcmp(key->text, z_5_1::databaseKey) == 0) {
+        if (namesDatabase_ && value != last && std::strcmp(key->text, z_5_1::databaseKey) == 0) {
             store_.setDatabaseName(ZLCString_5_1(value, static_cast<unsigned>(last - value)));
         }
     }

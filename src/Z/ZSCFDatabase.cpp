@@ -5,8 +5,8 @@
 // obfuscated items and of each key's values: stanza, NUL, key, NUL, value, NUL, NUL. The very last
 // NUL is left out. Texts are in the local codeset.
 //
-// Values lie in buffers of their own size here, which are wiped before they are freed.
-#include <string.h>
+// The buffers of this file that hold values are cleared when they go.
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <climits>
@@ -24,7 +24,8 @@ namespace {
 constexpr char const* unit = "src/Z/ZStanzaFileProperties";
 
 constexpr unsigned long mostUncompressed = 1ul << 30;
-constexpr int memoryError = -4;  // of zlib
+constexpr int memoryError = -4;  // of zlib, as the next
+constexpr int bufferError = -5;
 
 [[noreturn]] void outOfMemory(int line = __builtin_LINE()) {
     z_5_1::raise(unit, ZOutOfMemoryException_5_1(), line);
@@ -36,26 +37,25 @@ unsigned long times(unsigned long factor, unsigned long length, int line = __bui
     return factor * length;
 }
 
-// Bytes that nobody finds in freed memory.
+// Zeroed pages of the process's own, which the system clears when they go. Those that were never
+// written to cost nothing.
 class SecretBytes {
 public:
     explicit SecretBytes(unsigned long size)
-        : size_(size), bytes_(static_cast<char*>(std::malloc(size ? size : 1))) {
-        if (!bytes_) outOfMemory();
+        : size_(std::max(size, 1ul)),
+          bytes_(mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {
+        if (bytes_ == MAP_FAILED) outOfMemory();
     }
     SecretBytes(SecretBytes const&) = delete;
     SecretBytes& operator=(SecretBytes const&) = delete;
-    ~SecretBytes() {
-        explicit_bzero(bytes_, size_);
-        std::free(bytes_);
-    }
+    ~SecretBytes() { munmap(bytes_, size_); }
 
-    char* bytes() const { return bytes_; }
-    unsigned char* data() const { return reinterpret_cast<unsigned char*>(bytes_); }
+    char* bytes() const { return static_cast<char*>(bytes_); }
+    unsigned char* data() const { return static_cast<unsigned char*>(bytes_); }
 
 private:
     unsigned long size_;
-    char* bytes_;
+    void* bytes_;
 };
 
 // Calls visit(chars, length with the NUL) for the texts of each record, and visitEnd() behind them.
@@ -91,6 +91,7 @@ int uncompress(ZBuffer_5_1 const& in, Use use) {
     ZSqueeze_5_1 stream;
     stream.setSource(static_cast<unsigned char*>(in.getBuffer()), in.getLength());
     for (unsigned long room = times(4, in.getLength());; room = times(2, room)) {
+        if (room > INT_MAX) return bufferError;  // as unsqueeze would
         SecretBytes const records(room);
         int const length = stream.unsqueeze(records.data(), room);
         if (length >= 0) use(records.bytes(), static_cast<std::size_t>(length));
@@ -145,7 +146,7 @@ void ZSCFData_5_1::be_write_obfuscated(ZBuffer_5_1& out) {
     forEachRecord(
         *this, items,
         [&size](char const*, std::size_t length) {
-            if (length > INT_MAX - 1 - size) outOfMemory();
+            if (size > INT_MAX - 1 || length > INT_MAX - 1 - size) outOfMemory();
             size += length;
         },
         [&size] { ++size; });
