@@ -1,22 +1,34 @@
 #!/usr/bin/env bash
-# readme_test.sh SAMPLE EXAMPLE: runs the README's sample on a copy of the example.
+# readme_test.sh SAMPLE C-SAMPLE PROJECT: runs the README's samples on copies of the example.
 set -euo pipefail
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder"
-cp "$2" server.conf
-"$1" server.conf >out 2>err || { cat out err; exit 1; }
+example=$3/examples/server.conf
 
 fail() {
     echo "not as promised: $1"
     cat out err
-    diff "$2" server.conf
+    diff "$example" server.conf
     exit 1
 }
-grep -q '^web.example.org, 4 workers$' out || fail "the values read" "$2"
-grep -q '^changed: backlog of \[server\]$' out || fail "the change observed" "$2"
-grep -q '30s' err || fail "the refused number" "$2"
+# Runs a sample; lines given are those it writes, the last argument is what it adds to the file.
+check() {
+    local added line program=$1 wanted=${*: -1}
+    cp "$example" server.conf
+    "$program" server.conf >out 2>err || fail "$program ends well"
+    for line in "${@:2:$#-2}"; do grep -qx -- "$line" out || fail "$program writes $line"; done
+    added=$(diff "$example" server.conf | grep '^[<>]' | sort) || true
+    [ "$added" = "$wanted" ] || fail "$program stores"
+}
+
 # The key and its comment are set off by a blank line; nothing else changed.
-added=$(diff "$2" server.conf | grep '^[<>]' | sort) || true
-wanted=$'> \n> # connections that wait to be accepted\n> backlog = 128'
-[ "$added" = "$wanted" ] || fail "the stored file" "$2"
+check "$1" 'web.example.org, 4 workers' 'changed: backlog of \[server\]' \
+    $'> \n> # connections that wait to be accepted\n> backlog = 128'
+grep -q '30s' err || fail "the refused number"
+
+check "$2" 'web.example.org, 4 workers' 'the timeout is not a number' 'level info, forward 0' \
+    'cookie sid; Path=/; Secure' 'listens at 0.0.0.0:8080' 'listens at \[::\]:8080' \
+    $'> \n> #connections that wait\n> backlog = 128\n> listen = 127.0.0.1:8081'
+sed -n '/^```c$/,/^```$/{//!p}' "$3/README.md" | diff - "$3/examples/stanza.c" ||
+    fail "the README shows examples/stanza.c"
