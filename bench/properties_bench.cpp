@@ -7,6 +7,7 @@
 #include <malloc.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -136,6 +137,18 @@ template <class File>
 void getMissing(State& state, SampleFile const& sample) {
     File& file = loaded<File>(sample);
     getEach(state, sample.fresh, [&](Name const& n) { return file.text(n.stanza, n.key); });
+}
+
+// ---- the C interface ----
+
+template <class File>
+void getBatch(State& state, SampleFile const& sample) {
+    File& file = loaded<File>(sample);
+    std::size_t size = std::min<std::size_t>(32, sample.texts.size());
+    std::vector<Name> names(sample.texts.begin(),
+                            sample.texts.begin() + static_cast<std::ptrdiff_t>(size));
+    for (auto _ : state) file.batch(names);
+    countEach(state, "ns_per_text", static_cast<double>(size));
 }
 
 // ---- set, delete ----
@@ -330,6 +343,20 @@ void addAll(SampleFile const& sample) {
     }
 }
 
+// Z is the interface in C, the peers what it calls.
+void addGetters(SampleFile const& sample) {
+    addWork("c_interface/string", "Z", sample, getText<ZCFile>);
+    addWork("c_interface/string", "C++", sample, getText<ZFreshFile>);
+    addWork("c_interface/string", "C++_copied", sample, getText<ZCopiedFile>);
+    addWork("c_interface/batch", "Z", sample, getBatch<ZCFile>);
+    addWork("c_interface/batch", "C++", sample, getBatch<ZFreshFile>);
+    addWork("c_interface/batch", "C++_copied", sample, getBatch<ZCopiedFile>);
+    addWork("c_interface/integer", "Z", sample, getInteger<ZCFile>);
+    addWork("c_interface/integer", "C++", sample, getInteger<ZFreshFile>);
+    addWork("c_interface/boolean", "Z", sample, getBoolean<ZCFile>);
+    addWork("c_interface/boolean", "C++", sample, getBoolean<ZFreshFile>);
+}
+
 void addAll() {
     for (SampleFile const& sample : sampleFiles()) {
         addAll<ZFile>(sample);
@@ -340,6 +367,7 @@ void addAll() {
         addWork("get/string", "GKeyFile_raw", sample, getRawText);
         addWork("reload/unchanged", "Z", sample, check);
         addWork("reload/unchanged", "stat", sample, onlyStat);
+        addGetters(sample);
     }
 }
 

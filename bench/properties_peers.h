@@ -12,15 +12,23 @@
 #include <SimpleIni.h>
 #undef SI_NO_CONVERSION
 #include <Z/ZStanzaFileProperties.h>
+#include <Z/zproperties_c.h>
+#include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <glib.h>
 #include <unistd.h>
 
 #include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
+
+#include "sample_files.h"
 
 namespace bench {
 
@@ -53,9 +61,117 @@ public:
         file_.deleteKey(stanza.c_str(), key.c_str());
     }
 
+protected:
+    ZStanzaFileProperties_5_1& file() { return file_; }
+
 private:
     ZStanzaFileProperties_5_1 file_{1};
     ZLCString_5_1 out_;
+};
+
+// Z as programs in C meet it: every text is a new block that the caller releases.
+class ZCFile {
+public:
+    ZCFile() = default;
+    ZCFile(ZCFile const&) = delete;
+    ZCFile& operator=(ZCFile const&) = delete;
+    ~ZCFile() {
+        zstzPropFree_5_1(out_);
+        zstzPropClose_5_1(file_);
+    }
+
+    void load(std::string const& path) {
+        require(zstzPropOpen_5_1(&file_, path.c_str(), ZPROP_OPEN_READ) == ZPROP_DONE, "C: open");
+    }
+    char const* text(std::string const& stanza, std::string const& key) {
+        zstzPropFree_5_1(out_);
+        out_ = zstzPropGetStringValue_5_1(file_, stanza.c_str(), key.c_str(), 0, &rc_);
+        return out_ != nullptr ? out_ : "";
+    }
+    long integer(std::string const& stanza, std::string const& key) {
+        return static_cast<long>(
+            zstzPropGetIntegerValue_5_1(file_, stanza.c_str(), key.c_str(), 0, &rc_));
+    }
+    bool boolean(std::string const& stanza, std::string const& key) {
+        return zstzPropGetBooleanValue_5_1(file_, stanza.c_str(), key.c_str(), 0, &rc_) != 0;
+    }
+    void batch(std::vector<Name> const& names) {
+        requests_.clear();
+        texts_.resize(names.size());
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            requests_.push_back(
+                {ZPROP_STRING, names[i].stanza.c_str(), names[i].key.c_str(), 1, &texts_[i]});
+        }
+        int const count = static_cast<int>(names.size());
+        require(zstzPropGetValues_5_1(file_, requests_.data(), count) == ZPROP_DONE, "C: batch");
+        benchmark::ClobberMemory();
+        zstzPropFreeValuesList_5_1(file_, requests_.data(), count);
+    }
+
+private:
+    ZPROP_handle* file_ = nullptr;
+    unsigned int rc_ = 0;
+    char* out_ = nullptr;
+    std::vector<ZPROPValueRequest> requests_;
+    std::vector<char*> texts_;
+};
+
+// The same in C++, with a new string for each text: one of up to 95 bytes needs no block.
+class ZFreshFile : public ZFile {
+public:
+    char const* text(std::string const& stanza, std::string const& key) {
+        out_.emplace();
+        file().getValue(stanza.c_str(), key.c_str(), *out_, 0, nullptr);
+        return out_->getChars();
+    }
+    void batch(std::vector<Name> const& names) {
+        items_.clear();
+        texts_.clear();
+        texts_.resize(names.size());
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            items_.push_back({ZStzFileItem_5_1::textValue,
+                              names[i].stanza.c_str(),
+                              names[i].key.c_str(),
+                              0,
+                              &texts_[i],
+                              {}});
+        }
+        file().getItems(items_.data(), static_cast<int>(names.size()));
+        benchmark::ClobberMemory();
+    }
+
+protected:
+    std::vector<ZLCString_5_1> texts_;
+
+private:
+    std::optional<ZLCString_5_1> out_;
+    std::vector<ZStzFileItem_5_1> items_;
+};
+
+// And with a block for each text, as the C interface has to give one.
+class ZCopiedFile : public ZFreshFile {
+public:
+    ZCopiedFile() = default;
+    ZCopiedFile(ZCopiedFile const&) = delete;
+    ZCopiedFile& operator=(ZCopiedFile const&) = delete;
+    ~ZCopiedFile() { std::free(copy_); }
+
+    char const* text(std::string const& stanza, std::string const& key) {
+        std::free(copy_);
+        copy_ = strdup(ZFreshFile::text(stanza, key));
+        return copy_;
+    }
+    void batch(std::vector<Name> const& names) {
+        ZFreshFile::batch(names);
+        copies_.clear();
+        for (ZLCString_5_1 const& text : texts_) copies_.push_back(strdup(text.getChars()));
+        benchmark::ClobberMemory();
+        for (char* copy : copies_) std::free(copy);
+    }
+
+private:
+    char* copy_ = nullptr;
+    std::vector<char*> copies_;
 };
 
 // Keeps comments and blank lines. Checks that values are UTF-8 and knows escapes and translations,
