@@ -15,11 +15,12 @@ int call_under_guard(ZPROP_handle* file, char const* stanza, int* ends);
 
 // Fails when that many copies were made; below 0 never.
 int copiesLeft = -1;
-__attribute__((visibility("default"))) char* strdup(char const* text) noexcept {
+__attribute__((visibility("default"))) char* strndup(char const* text, size_t length) noexcept {
     if (copiesLeft == 0) return nullptr;
     if (copiesLeft > 0) --copiesLeft;
-    static auto const real = reinterpret_cast<char* (*)(char const*)>(dlsym(RTLD_NEXT, "strdup"));
-    return real(text);
+    static auto const real =
+        reinterpret_cast<char* (*)(char const*, size_t)>(dlsym(RTLD_NEXT, "strndup"));
+    return real(text, length);
 }
 }
 

@@ -29,6 +29,7 @@
 class ZPCache_5_1;
 class ZProperties_5_1;
 namespace z_5_1 {
+class HeldProperties;
 class PropFile;
 struct PropSlice;
 }  // namespace z_5_1
@@ -460,6 +461,7 @@ private:
     friend class ZPropertiesIterator_5_1;
     friend class ZAbstractPropertyValuesIterator_5_1;
     friend class ZStanzaFileProperties_5_1;
+    friend class z_5_1::HeldProperties;
 
     // Makes a change under the lock. What fails half way counts as a change, what is refused as
     // none.

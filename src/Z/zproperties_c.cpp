@@ -11,6 +11,7 @@
 
 #include "ZException.h"
 #include "ZPropHandles.h"
+#include "ZPropertiesValue.h"
 #include "zraise.h"
 
 #ifdef __ILP32__
@@ -105,13 +106,13 @@ int changeValue(ZPROP_iter_handle* iterator, Work const& work) {
 constexpr std::uint32_t textMark = 0xc0ffeeee;
 constexpr std::uintptr_t blockAlignment = 8;  // malloc never gives less for such a block
 
-char* newText(ZLCString_5_1 const& text) {
-    if (text.isEmpty()) return nullptr;
-    std::size_t const bytes = std::size_t{text.getLength()} + 1;
+char* newText(z_5_1::PropSlice const& value) {
+    if (value.length == 0) return nullptr;
+    std::size_t const bytes = value.length + 1;
     auto* const block = static_cast<char*>(std::malloc(sizeof textMark + bytes));
     if (!block) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
     std::memcpy(block, &textMark, sizeof textMark);
-    std::memcpy(block + sizeof textMark, text.getChars(), bytes);
+    std::memcpy(block + sizeof textMark, value.chars, bytes);
     return block + sizeof textMark;
 }
 
@@ -126,8 +127,8 @@ Z_READS_ANYTHING void* takeBlock(char* text) {
 }
 
 // Texts and lists of a batch are plain blocks.
-char* copyOf(ZLCString_5_1 const& text) {
-    char* const copy = strdup(text.getChars());
+char* copyOf(char const* text, std::size_t length) {
+    char* const copy = strndup(text, length);
     if (!copy) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
     return copy;
 }
@@ -145,14 +146,16 @@ char** copyOf(ZArrayList_5_1 const& values) {
         static_cast<char**>(std::calloc(std::size_t{count} + 1, sizeof(char*))), freeList);
     if (!list) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
     for (unsigned int i = 0; i < count; ++i) {
-        list.get()[i] = copyOf(*static_cast<ZLCString_5_1*>(values.get(i)));
+        auto const& value = *static_cast<ZLCString_5_1*>(values.get(i));
+        list.get()[i] = copyOf(value.getChars(), value.getLength());
     }
     return list.release();
 }
 
 // ---- batches ----
 
-void serve(ZStanzaFileProperties_5_1 const& properties, ZPROPValueRequest const& request) {
+void serve(ZStanzaFileProperties_5_1 const& properties, z_5_1::HeldProperties const& held,
+           ZPROPValueRequest const& request) {
     char const* const stanza = request.stanza;
     char const* const key = request.key;
     int const required = request.optional != 1;
@@ -166,9 +169,9 @@ void serve(ZStanzaFileProperties_5_1 const& properties, ZPROPValueRequest const&
                 properties.getIntegerValue(stanza, key, required, 0);
             return;
         case ZPROP_STRING: {
-            ZLCString_5_1 text;
-            properties.getValue(stanza, key, text, required, nullptr);
-            *static_cast<char**>(request.result) = text.isEmpty() ? nullptr : copyOf(text);
+            z_5_1::PropSlice const value = held.firstValue(stanza, key, required);
+            *static_cast<char**>(request.result) =
+                value.length == 0 ? nullptr : copyOf(value.chars, value.length);
             return;
         }
         case ZPROP_STRING_LIST: {
@@ -245,9 +248,8 @@ char* zstzPropGetStringValue_5_1(ZPROP_handle* handle, char const* stanza, char 
                                  int required, unsigned int* rc) {
     if (!stanza || !key || !rc) return nullptr;
     return answer(isValid(handle), rc, [&] {
-        ZLCString_5_1 text;
-        propertiesOf(handle).getValue(stanza, key, text, required, nullptr);
-        return newText(text);
+        z_5_1::HeldProperties const held(propertiesOf(handle));
+        return newText(held.firstValue(stanza, key, required));
     });
 }
 
@@ -274,11 +276,15 @@ void zstzPropFree_5_1(char* text) {
 
 int zstzPropGetValues_5_1(ZPROP_handle* handle, ZPROPValueRequest const* requests, int count) {
     if (!isValid(handle) || (!requests && count != 0)) return ZPROP_BAD_ARGUMENT;
+    if (count <= 0) return ZPROP_DONE;
+    // One lock for all: the requests see one state, and those below enter it again for little.
+    ZStanzaFileProperties_5_1 const& properties = propertiesOf(handle);
+    z_5_1::HeldProperties const held(properties);
     int code = ZPROP_DONE;
     for (int i = 0; i < count && code == ZPROP_DONE; ++i) {
         ZPROPValueRequest const& request = requests[i];
         if (!request.stanza || !request.key || !request.result) return ZPROP_BAD_ARGUMENT;
-        code = codeOf([&] { serve(propertiesOf(handle), request); });
+        code = codeOf([&] { serve(properties, held, request); });
     }
     return code;
 }
