@@ -16,7 +16,6 @@
 #include "ZException.h"
 #include "ZPropertiesImpl.h"
 #include "ZPropertiesNames.h"
-#include "ZPropertiesValue.h"
 #include "zraise.h"
 #include "zreport.h"
 
@@ -128,15 +127,6 @@ z_5_1::PropSlice ZProperties_5_1::extractValue(ZPCache_5_1 const& store, char co
         z_5_1::raise(unit, ZPropertiesMissingPropertyException_5_1(fileName(), stanza, key));
     }
     return value;
-}
-
-z_5_1::HeldProperties::HeldProperties(ZProperties_5_1 const& properties)
-    : properties_(properties), hold_(properties.lockObject()) {}
-
-z_5_1::PropSlice z_5_1::HeldProperties::firstValue(char const* stanza, char const* key,
-                                                   int required) const {
-    requireNames(stanza, key);
-    return properties_.extractValue(*properties_.store_, stanza, key, required);
 }
 
 void ZProperties_5_1::getValue(char const* stanza, char const* key, ZAbstractMutableString_5_1& out,
