@@ -9,14 +9,11 @@
 #include <atomic>
 #include <clocale>
 #include <cstdarg>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <random>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
+
+#include "ZTest.h"
 
 namespace {
 
@@ -44,12 +41,11 @@ struct Handle {
 };
 
 // A block of exactly this many bytes: the sanitizer sees the first one beyond it.
-template <class Byte>
 struct Block {
-    explicit Block(Text const& text) : bytes(new Byte[text.size()]) {
+    explicit Block(Text const& text) : bytes(new char[text.size()]) {
         std::memcpy(bytes.get(), text.data(), text.size());
     }
-    std::unique_ptr<Byte[]> bytes;
+    std::unique_ptr<char[]> bytes;
 };
 
 using Convert = int (*)(tis_cs const*, char const*, int, char*, int);
@@ -58,13 +54,13 @@ using Convert = int (*)(tis_cs const*, char const*, int, char*, int);
 // must fail.
 Text converted(Convert convert, tis_cs* cs, Text const& from, Text const* expected = nullptr) {
     std::size_t const room = expected != nullptr ? expected->size() : 4 * from.size() + 8;
-    Block<char> const source(from);
-    Block<char> const target(Text(room, '?'));
+    Block const source(from);
+    Block const target(Text(room, '?'));
     int const size = static_cast<int>(from.size());
     int const written =
         convert(cs, source.bytes.get(), size, target.bytes.get(), static_cast<int>(room));
     if (expected != nullptr && room > 1) {
-        Block<char> const small(Text(room - 1, '?'));
+        Block const small(Text(room - 1, '?'));
         EXPECT_EQ(-1, convert(cs, source.bytes.get(), size, small.bytes.get(),
                               static_cast<int>(room) - 1))
             << testing::PrintToString(from);
@@ -132,24 +128,11 @@ TEST(tisHandles, AreFreshAndOnlyForStatelessSupersetsOfAsciiLetters) {
         Handle const two(name);
         EXPECT_NE(one.cs, two.cs) << name;
     }
-    char const* const refused[] = {
-        "",
-        "no-such-codeset",
-        "UTF-16",
-        "UTF-32LE",
-        "UCS-2",
-        "UTF-7",
-        "ISO-2022-JP",
-        "ISO-2022-KR",
-        "IBM037",
-        "T.61",
-        "EUC-JP//TRANSLIT",
-        "EUC-JP//IGNORE",
-        "EUC JP",
-        "UTF-8,",
-        " ",
-        "A-NAME-OF-MORE-THAN-SIXTY-THREE-BYTES-WHICH-NO-CODESET-HAS-OR-WILL-HAVE"};
-    for (char const* name : refused) EXPECT_EQ(nullptr, tis_cs_new(name)) << name;
+    for (char const* name : {"", "no-such-codeset", "UTF-16", "UTF-32LE", "UCS-2", "UTF-7", "T.61",
+                             "ISO-2022-JP", "IBM037", "EUC-JP//IGNORE", "EUC JP", "UTF-8,"}) {
+        EXPECT_EQ(nullptr, tis_cs_new(name)) << name;
+    }
+    EXPECT_EQ(nullptr, tis_cs_new(Text(64, '8').c_str()));
     EXPECT_EQ(nullptr, tis_cs_new(nullptr));
     EXPECT_EQ(nullptr, tis_loc_new(nullptr));
     EXPECT_EQ(nullptr, tis_loc_new(""));
@@ -221,13 +204,8 @@ TEST(tisConversion, IsStrictAndWhole) {
         Convert convert;
         Text from, to;
     } const rows[] = {
-        {"EUC-JP", tis_to_utf8, "\xC6\xFC\xCB\xDC", "\xE6\x97\xA5\xE6\x9C\xAC"},
-        {"EUC-JP", tis_to_utf8, "abc\x8F\xB0\xA1z", "abc\xE4\xB8\x82z"},  // three bytes
-        {"EUC-JP", tis_to_utf8, "ab\xC6", "-1"},                          // cut
-        {"EUC-JP", tis_to_utf8, Text("\xC6\0", 2), "-1"},
-        {"SHIFT_JIS", tis_to_utf8, "\x5C\x7E\x95\x5C", "\xC2\xA5\xE2\x80\xBE\xE8\xA1\xA8"},
+        {"EUC-JP", tis_to_utf8, "ab\xC6", "-1"},  // cut
         {"SHIFT_JIS", tis_from_utf8, "\xC2\xA5\xEF\xBC\xBC", "\x5C\x81\x5F"},
-        {"GB18030", tis_from_utf8, "\xC3\xA5", "\x81\x30\x8A\x32"},  // two bytes become four
         {"GB18030", tis_from_utf8, "\xF3\xA0\x81\x81", "\xD3\x36\x9C\x33"},
         {"EUC-JP", tis_from_utf8, "a\xF3\xA0\x81\x81", "-1"},  // iconv drops tags
         {"BIG5-HKSCS", tis_to_utf8, "\x88\x62\x88\x66", "\xC3\x8A\xCC\x84\xC3\x8A"},
@@ -235,9 +213,7 @@ TEST(tisConversion, IsStrictAndWhole) {
         {"BIG5-HKSCS", tis_from_utf8, "\xC3\x8A\xF3\xA0\x81\x81", "-1"},
         {"ISO-8859-1", tis_to_utf8, Text("\0\xE9\0", 3), Text("\0\xC3\xA9\0", 4)},
         {"ISO-8859-1", tis_from_utf8, "caf\xC3", "-1"},
-        {"ISO-8859-1", tis_from_utf8, "\xE2\x82\xAC", "-1"},  // the euro: no substitute
         {"ISO-8859-1", tis_from_utf8, "12345678\xC0\xAF", "-1"},
-        {"ANSI_X3.4-1968", tis_to_utf8, "abc\xE9", "-1"},
         {"plain", tis_to_utf8, "text", "text"},
         {"plain", tis_to_utf8, "abcdefgh\x80", "-1"},
         {"plain", tis_from_utf8, "\xC3\xA9", "-1"},
@@ -301,15 +277,11 @@ TEST(tisCharacters, HaveLengthsAndUnits) {
         {"UTF8", "a", -1, 0, 0, 0},
         {"ISO-8859-1", "\xE9", 1, 1, 0xE9, 1},
         {"ISO-8859-7", "\xFF", 1, 1, 0, -1},  // a byte without character
-        {"ANSI_X3.4-1968", "\xE9", 1, 1, 0, -1},
         {"plain", "\xE9", 1, 1, 0, -1},
-        {"plain", "e", 1, 1, 'e', 1},
         {"SHIFT_JIS", "\x5C", 1, 1, 0xA5, 1},
         {"SJIS", "\xB1", 4, 1, 0xFF71, 1},
-        {"SJIS", "\x95", 4, -1, 0, -1},
         {"EUC-JP", "\x8F\xB0\xA1", 3, 3, 0x4E02, 3},
         {"EUC-JP", "\x8F\xB0\xA1", 2, -1, 0, -1},
-        {"EUC-JP", "\x8F\xB0", 4, -1, 0, -1},
         {"GB18030", "\x81\x30\x8A\x32", 4, 4, 0xE5, 4},
         {"GB18030", "\x81\x30\x86", 4, -1, 0, -1},
         {"GB18030", "\x94\x39\xFC\x36", 4, 4, 0xFFFD, 4},  // outside the BMP
@@ -318,7 +290,7 @@ TEST(tisCharacters, HaveLengthsAndUnits) {
     };
     for (auto const& row : rows) {
         Handle const cs(row.codeset);
-        Block<char> const text(Text(row.bytes.c_str(), row.bytes.size() + 1));
+        Block const text(Text(row.bytes.c_str(), row.bytes.size() + 1));
         tis_wchar unit = 0x7777;
         SCOPED_TRACE(Text(row.codeset) + testing::PrintToString(row.bytes));
         EXPECT_EQ(row.length, tis_mblen(cs, text.bytes.get(), row.n));
@@ -381,7 +353,6 @@ TEST(tisStrings, AreSearchedByCharacters) {
         {"UTF8", "a" E_ACUTE "b" E_GRAVE, E_GRAVE "a", -1, -1, -1, 1, 0, 0},
         {"UTF8", "x" E_ACUTE "b" E_GRAVE, E_GRAVE, -1, -1, 4, 0, 4, 4},
         {"UTF8", E_ACUTE "\xC3", "\xC3", 2, 2, 2, 0, 2, 2},
-        {"UTF8", "key=value", "=", 3, 3, 3, 0, 3, 3},
         {"UTF8", E_ACUTE "=" E_ACUTE "=", "=", 2, 5, 2, 0, 2, 2},
         {"ISO-8859-1", "\xE9t\xE9", "\xE9", 0, 2, 0, 1, 0, 0},
         {"plain", "\xE9t\xE9", "t\xE9", 1, 1, 1, 3, 0, 0},
@@ -390,7 +361,7 @@ TEST(tisStrings, AreSearchedByCharacters) {
     };
     for (auto const& row : rows) {
         Handle const cs(row.codeset);
-        Block<char> const text(Text(row.text, std::strlen(row.text) + 1));
+        Block const text(Text(row.text, std::strlen(row.text) + 1));
         char const* const s = text.bytes.get();
         auto const offset = [&](char const* found) {
             return found == nullptr ? -1 : static_cast<int>(found - s);
@@ -441,7 +412,6 @@ TEST(tisStrings, AreCopiedInWholeCharacters) {
         {"UTF8", "a\xC3", 5, Text("a\xC3\0\0\0???", 8), "+a\xC3"},
         {"SJIS", HYOU HYOU, 3, Text(HYOU "\0?????", 8), "+" HYOU},
         {"plain", "\xE9\xE9\xE9", 2, "\xE9\xE9??????", "+\xE9\xE9"},
-        {"UTF8", "abc", 0, "????????", "+"},
         {"UTF8", "abc", -3, "????????", "+"},
     };
     for (auto const& row : rows) {
@@ -490,8 +460,7 @@ TEST(tisCase, IsFoldedInComparisonsAsTheLanguageHasIt) {
         int n, sign;  // n -1: the whole strings
     } const rows[] = {
         {"UTF8", "C", "Key", "kEY", -1, 0},
-        {"UTF8", "C", "a", "_", -1, 1},  // lower case decides
-        {"UTF8", "C", "Z", "_", -1, 1},
+        {"UTF8", "C", "Z", "_", -1, 1},  // lower case decides
         {"UTF8", "C", "ab", "abc", -1, -1},
         {"UTF8", "C", E_ACUTE "A", "\xC3\x89\x61", -1, 0},
         {"UTF8", "C", "\xCF\x83", "\xCF\x82", -1, 0},  // both small sigmas
@@ -591,21 +560,16 @@ TEST(tisThreads, ShareHandlesAndTables) {
     } const all[] = {{"EUCKR", "\xCE\xB1x"},  {"UHC", "\xCE\xB1"},
                      {"CP936", "\xCE\xB1y"},  {"EUCJP", "\xC3\xA1\xC2\xA6"},
                      {"GB18030", "\xC3\xA5"}, {"WINDOWS-1258", "a\xC3\xA1"}};
-    std::atomic<int> ready{0}, faults{0};
-    std::vector<std::thread> threads;
-    for (unsigned t = 0; t < 8; ++t) {
-        threads.emplace_back([&, t] {
-            for (++ready; ready < 8;) std::this_thread::yield();
-            for (unsigned i = 0; i < 60; ++i) {
-                Shared const& shared = all[(i + t) % 6];
-                Handle const own(shared.name);
-                tis_cs* const cs = i % 2 == 0 ? shared.cs : own;
-                if (converted(tis_from_utf8, cs, shared.utf8) != shared.local) ++faults;
-                if (converted(tis_to_utf8, cs, shared.local) != shared.utf8) ++faults;
-                if (tis_iswalpha(0x3B1) == 0 || tis_set_dir(shared.name) != 0) ++faults;
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(0, faults);
+    std::atomic<int> ready{0};
+    ztest::inThreads(8, [&](int t) {
+        for (++ready; ready < 8;) std::this_thread::yield();
+        for (int i = 0; i < 60; ++i) {
+            Shared const& shared = all[(i + t) % 6];
+            Handle const own(shared.name);
+            tis_cs* const cs = i % 2 == 0 ? shared.cs : own;
+            EXPECT_EQ(shared.local, converted(tis_from_utf8, cs, shared.utf8));
+            EXPECT_EQ(shared.utf8, converted(tis_to_utf8, cs, shared.local));
+            EXPECT_TRUE(tis_iswalpha(0x3B1) != 0 && tis_set_dir(shared.name) == 0);
+        }
+    });
 }

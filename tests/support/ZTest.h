@@ -12,6 +12,8 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace ztest {
 
@@ -54,6 +56,13 @@ inline int inProcess(std::function<int()> const& body) {
     int status = 0;
     waitpid(child, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + status;
+}
+
+// Runs `body` in so many threads at once, each with its number from 0.
+inline void inThreads(int count, std::function<void(int)> const& body) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < count; ++t) threads.emplace_back(body, t);
+    for (std::thread& thread : threads) thread.join();
 }
 
 // The exception of class E that `run` throws must satisfy `check`.
