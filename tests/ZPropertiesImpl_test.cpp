@@ -4,19 +4,20 @@
 #include <Z/ZSCFData.h>
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "ZTest.h"
 
 namespace {
 
-using Store = ZSCFData_5_1;
-
-void readInto(Store& store, std::string text) {
-    std::FILE* in = fmemopen(text.data(), text.size(), "r");
-    store.be_read("f", in);
-    std::fclose(in);
-}
+// A store that has read a text, whose layout it keeps.
+struct Store : ZSCFData_5_1 {
+    Store() = default;
+    explicit Store(std::string text) {
+        setAttributes(keepLayout, nullptr);
+        std::FILE* in = fmemopen(text.data(), text.size(), "r");
+        be_read("f", in);
+        std::fclose(in);
+    }
+};
 
 std::string textOf(Store& store) {
     char* text = nullptr;
@@ -45,124 +46,88 @@ std::string keysOf(Store const& store, char const* stanza) {
     return joined(&names);
 }
 
-struct Change {
-    char const* what;
-    char const* before;
-    std::function<void(Store&)> change;
-    char const* after;
-};
+// Steps such as "add port 2; delete a": what is done, a name, and a text.
+void change(Store& store, std::string const& steps) {
+    std::istringstream in(steps);
+    for (std::string step, what, name, text; std::getline(in, step, ';'); text.clear()) {
+        std::istringstream words(step);
+        std::getline(words >> what >> name >> std::ws, text);
+        char const *key = name.c_str(), *value = text.empty() ? nullptr : text.c_str();
+        if (what == "add") store.addLine("s", key, value, 0);
+        if (what == "addToT") store.addLine("t", key, value, 0);
+        if (what == "addHidden") store.addLine("s", key, value, 1);
+        if (what == "load") store.add(key, "a", value, 1);  // from the database
+        if (what == "set") store.set("s", key, value);
+        if (what == "delete") store.delLine("s", key);
+        if (what == "deleteStanza") store.delStanzaLine(key);
+        if (what == "comment") store.addLineComment("s", key, value);
+        if (what == "commentStanza") store.addStanzaComment(key, value);
+        if (what == "commentFile") store.addFileComment(key);
+    }
+}
 
 }  // namespace
 
 TEST(ZPropertiesImpl, ChangesPutLinesWhereTheyBelong) {
-    Change const changes[] = {
-        {"a new key goes behind the last key", "[s]\na = 1\n# c\n\n[t]\n",
-         [](Store& s) { s.addLine("s", "b", "2", 0); }, "[s]\na = 1\nb = 2\n# c\n\n[t]\n"},
-        {"or under the head", "[s]\n# c\n\n[t]\n", [](Store& s) { s.addLine("s", "b", "2", 0); },
-         "[s]\nb = 2\n# c\n\n[t]\n"},
+    struct {
+        char const *what, *before, *steps, *after;
+    } const changes[] = {
+        {"a new key goes behind the last key", "[s]\na = 1\n# c\n\n[t]\n", "add b 2",
+         "[s]\na = 1\nb = 2\n# c\n\n[t]\n"},
+        {"or under the head", "[s]\n# c\n\n[t]\n", "add b 2", "[s]\nb = 2\n# c\n\n[t]\n"},
         {"or below the paragraph that shows it commented out",
-         "[s]\na = 1\n# po rt= 1\n# more\n\nz = 1\n",
-         [](Store& s) {
-             s.addLine("s", "port", "2", 0);
-             s.addLine("s", "y", "3", 0);
-         },
+         "[s]\na = 1\n# po rt= 1\n# more\n\nz = 1\n", "add port 2; add y 3",
          "[s]\na = 1\n# po rt= 1\n# more\nport = 2\n\nz = 1\ny = 3\n"},
         {"each key below its own example, whatever the order",
-         "[s]\n# a=\n\n# b=\n\n# c=\n\n# end\n",
-         [](Store& s) {
-             for (char const* key : {"b", "c", "a", "d"}) s.addLine("s", key, "1", 0);
-         },
+         "[s]\n# a=\n\n# b=\n\n# c=\n\n# end\n", "add b 1; add c 1; add a 1; add d 1",
          "[s]\n# a=\na = 1\n\n# b=\nb = 1\n\n# c=\nc = 1\nd = 1\n\n# end\n"},
-        {"no blank line below the example", "[s]\n#port=1\na = 1\n",
-         [](Store& s) { s.addLine("s", "port", "2", 0); }, "[s]\n#port=1\na = 1\nport = 2\n"},
-        {"a longer name is another name", "[s]\n#port2=1\n\na = 1\n",
-         [](Store& s) { s.addLine("s", "port", "2", 0); }, "[s]\n#port2=1\n\na = 1\nport = 2\n"},
+        {"no blank line below the example", "[s]\n#port=1\na = 1\n", "add port 2",
+         "[s]\n#port=1\na = 1\nport = 2\n"},
+        {"a longer name is another name", "[s]\n#port2=1\n\na = 1\n", "add port 2",
+         "[s]\n#port2=1\n\na = 1\nport = 2\n"},
         {"an example behind the last key makes the new key the last",
-         "[s]\na = 1\n#b = 2\n\n# end\n",
-         [](Store& s) {
-             s.addLine("s", "b", "2", 0);
-             s.addLine("s", "c", "3", 0);
-         },
+         "[s]\na = 1\n#b = 2\n\n# end\n", "add b 2; add c 3",
          "[s]\na = 1\n#b = 2\nb = 2\nc = 3\n\n# end\n"},
         {"an example that was added counts", "[s]\na = 1\n\nz = 1\n",
-         [](Store& s) {
-             s.addLine("s", "x", "1", 0);
-             s.delLine("s", "x");
-             s.addLineComment("s", "a", "# b = 2");
-             s.addLine("s", "b", "2", 0);
-         },
+         "add x 1; delete x; comment a # b = 2; add b 2",
          "[s]\n\n# b = 2\na = 1\nb = 2\n\nz = 1\n"},
-        {"a new stanza goes to the end behind a blank line", "[s]\na = 1\n",
-         [](Store& s) { s.addLine("t", "b", "2", 0); }, "[s]\na = 1\n\n[t]\nb = 2\n"},
+        {"a new stanza goes to the end behind a blank line", "[s]\na = 1\n", "addToT b 2",
+         "[s]\na = 1\n\n[t]\nb = 2\n"},
         {"a deleted key that comes back goes to the end", "[s]\na = 1\nb = 2\nc = 3\n# end\n",
-         [](Store& s) {
-             s.delLine("s", "c");
-             s.delLine("s", "a");
-             s.addLine("s", "a", "9", 0);
-         },
-         "[s]\nb = 2\na = 9\n# end\n"},
-        {"values of a repeated key stand together", "[s]\na=1\nb=2\na = 3\n", [](Store&) {},
+         "delete c; delete a; add a 9", "[s]\nb = 2\na = 9\n# end\n"},
+        {"values of a repeated key stand together", "[s]\na=1\nb=2\na = 3\n", "",
          "[s]\na = 1\na = 3\nb = 2\n"},
-        {"one value replaces them", "[s]\na=1\na=2\n", [](Store& s) { s.set("s", "a", "3"); },
-         "[s]\na = 3\n"},
-        {"no value leaves the key", "[s]\na=1\n", [](Store& s) { s.addLine("s", "a", nullptr, 0); },
-         "[s]\na =\n"},
-        {"obfuscated values are not written", "[s]\na=1\nb=2\n",
-         [](Store& s) { s.addLine("s", "a", "x", 1); }, "[s]\nb = 2\n"},
+        {"one value replaces them", "[s]\na=1\na=2\n", "set a 3", "[s]\na = 3\n"},
+        {"no value leaves the key", "[s]\na=1\n", "add a", "[s]\na =\n"},
+        {"obfuscated values are not written", "[s]\na=1\nb=2\n", "addHidden a x", "[s]\nb = 2\n"},
         {"a key that came from the database gets its line with its plain value", "[s]\nb=2\n",
-         [](Store& s) {
-             s.add("s", "a", "x", 1);
-             s.addLine("s", "a", "1", 0);
-         },
-         "[s]\nb = 2\na = 1\n"},
-        {"a stanza that came from the database gets its head", "[s]\n",
-         [](Store& s) {
-             s.add("t", "a", "x", 1);
-             s.addLine("t", "a", "1", 0);
-         },
+         "load s x; add a 1", "[s]\nb = 2\na = 1\n"},
+        {"a stanza that came from the database gets its head", "[s]\n", "load t x; addToT a 1",
          "[s]\n\n[t]\na = 1\n"},
         {"a deleted stanza takes its comments with it", "# top\n\n[s]\na=1\n# c\n\n[t]\nb=2\n",
-         [](Store& s) { s.delStanzaLine("s"); }, "# top\n\n[t]\nb = 2\n"},
+         "deleteStanza s", "# top\n\n[t]\nb = 2\n"},
         {"file comments end the first paragraph", "# one\n\n# two\n\n[s]\n",
-         [](Store& s) {
-             s.addFileComment("# a");
-             s.addFileComment("# b");
-         },
-         "# one\n# a\n# b\n\n# two\n\n[s]\n"},
-        {"or begin the file", "[s]\n", [](Store& s) { s.addFileComment("# a"); }, "# a\n\n[s]\n"},
+         "commentFile #a; commentFile #b", "# one\n#a\n#b\n\n# two\n\n[s]\n"},
+        {"or begin the file", "[s]\n", "commentFile #a", "#a\n\n[s]\n"},
         {"stanza comments go behind those under the head", "[s]\n# one\na=1\n",
-         [](Store& s) { s.addStanzaComment("s", "# two"); }, "[s]\n# one\n# two\n\na = 1\n"},
+         "commentStanza s # two", "[s]\n# one\n# two\n\na = 1\n"},
         {"with a blank line before the next head", "[s]\n[t]\n",
-         [](Store& s) {
-             s.addStanzaComment("s", "# a");
-             s.addStanzaComment("t", "# b");
-             s.addStanzaComment("u", "# c");
-         },
+         "commentStanza s # a; commentStanza t # b; commentStanza u # c",
          "[s]\n# a\n\n[t]\n# b\n\n[u]\n# c\n"},
         {"entry comments stand above their key", "[s]\na=1\nb=2\n\n# x\nc=3\n",
-         [](Store& s) {
-             for (char const* key : {"a", "b", "c", "d"}) s.addLineComment("s", key, "# n");
-         },
-         "[s]\n\n# n\na = 1\n\n# n\nb = 2\n\n# x\n# n\nc = 3\n\n# n\nd =\n"},
-    };
-    for (Change const& c : changes) {
+         "comment a # n; comment b # n; comment c # n; comment d # n",
+         "[s]\n\n# n\na = 1\n\n# n\nb = 2\n\n# x\n# n\nc = 3\n\n# n\nd =\n"}};
+    for (auto const& c : changes) {
         SCOPED_TRACE(c.what);
-        Store store;
-        store.setAttributes(Store::keepLayout, nullptr);
-        readInto(store, c.before);
-        c.change(store);
+        Store store(c.before), again(c.after);
+        change(store, c.steps);
         EXPECT_EQ(textOf(store), c.after);
-        Store again;
-        again.setAttributes(Store::keepLayout, nullptr);
-        readInto(again, c.after);
         EXPECT_EQ(textOf(again), c.after);
     }
 }
 
 TEST(ZPropertiesImpl, KeysAreListedAsTheyCame) {
-    Store store;
-    store.setAttributes(Store::keepLayout, nullptr);
-    readInto(store, "[s]\n#b=1\n\na=1\nc=1\n");
+    Store store("[s]\n#b=1\n\na=1\nc=1\n");
     ZArrayList_5_1* live = store.getNames("s");
     store.addLine("s", "b", "1", 0);  // stands above the others in the file
     store.add("s", "d", "x", 1);      // has no line
@@ -188,8 +153,7 @@ TEST(ZPropertiesImpl, StanzasAreListedInMapOrder) {
 }
 
 TEST(ZPropertiesImpl, ListsAreTheTruthOnceMade) {
-    Store store;
-    readInto(store, "[s]\na = 1\n");
+    Store store("[s]\na = 1\n");
     ZArrayList_5_1* values = store.get("s", "a", Store::plain);
     ZLCString_5_1 const two("2");
     values->add(&two);
@@ -243,8 +207,7 @@ TEST(ZPropertiesImpl, IndexHoldsUnderManyChanges) {
 }
 
 TEST(ZPropertiesImpl, StanzaIsAKeyMapByItself) {
-    Store store;
-    readInto(store, "[s]\na=1\nb=2\nb=3\n");
+    Store store("[s]\na=1\nb=2\nb=3\n");
     auto& stanza = static_cast<ZPKVList_5_1&>(*store.createAndGet("s", nullptr));
     ZPKVList_5_1 copy(stanza);
     ZLCString_5_1 const a("a"), b("b"), c("c");
