@@ -1,39 +1,28 @@
 // zstanza_test: the command as people and scripts meet it: every case runs the program.
 // Subsystem: properties, layer 7. Test: tests/zstanza_test.cpp
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <thread>
+#include "ZTest.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string read(std::string const& file) {
-    std::ostringstream text;
-    text << std::ifstream(file, std::ios::binary).rdbuf();
-    return text.str();
-}
-
-void write(std::string const& file, std::string const& text) {
-    std::ofstream(file, std::ios::binary) << text;
-}
+using ztest::read;
+using ztest::write;
 
 // A shell command in which `z` is the program, and what it is to do. Each case has its own folder.
 struct Case {
     char const* command;
     int code;
     std::string out;
-    std::string err;
+    std::string err = "";
 };
+
+std::string line(std::string const& text) {
+    return text + "\n";
+}
 
 class ZStanza : public testing::Test {
 protected:
@@ -42,15 +31,10 @@ protected:
             fs::read_symlink("/proc/self/exe").parent_path() / "../src/zstanza/zstanza";
         ASSERT_TRUE(fs::exists(program)) << program;
         setenv("z", program.c_str(), 1);
-        char name[] = "/tmp/zstanza_test.XXXXXX";
-        folder_ = mkdtemp(name);
-        fs::current_path(folder_);
+        fs::current_path(folder_.path());
         write("f", original);
     }
-    void TearDown() override {
-        fs::current_path("/");
-        fs::remove_all(folder_);
-    }
+    void TearDown() override { fs::current_path("/"); }
 
     static int shell(std::string const& command) {
         int status = std::system(("z() { \"$z\" \"$@\"; }; " + command).c_str());
@@ -63,6 +47,10 @@ protected:
         EXPECT_EQ(c.code, shell("{ " + std::string(c.command) + "\n} >.out 2>.err"));
         EXPECT_EQ(c.out, read(".out"));
         EXPECT_EQ(c.err, read(".err"));
+    }
+
+    void expectAll(std::initializer_list<Case> cases) {
+        for (Case const& c : cases) expect(c);
     }
 
     static constexpr char const* original =
@@ -78,72 +66,51 @@ protected:
         "\n"
         "[ a b ] tail\n"
         "-k = -v = w\n";
-    fs::path folder_;
+    ztest::Folder folder_;
 };
 
 TEST_F(ZStanza, Reads) {
     write("latin", "[s]\nk = caf\xe9\n");
     write("umlaut", "[s]\nk = \"\xc3\xbc\"\n");
-    for (Case const& c : std::initializer_list<Case>{
-             {"z list f", 0, "web\n a b \n", ""},
-             {"z list f web", 0,
-              "listen = 0x1F\nlisten = 010\nnone =\nflag = Yes\nbig = 99999999999\n", ""},
-             {"z list f WEB", 1, "", "zstanza: f: no stanza [WEB]\n"},
-             {"z get f web listen", 0, "0x1F\n", ""},
-             {"z get f web listen --all", 0, "0x1F\n010\n", ""},
-             {"z get f web listen --all --int", 0, "31\n8\n", ""},
-             {"z get f web big --int", 0, "4294967295\n", ""},
-             {"z get f web flag --bool", 0, "yes\n", ""},
-             {"z get f web flag --int", 5, "",
-              "zstanza: f: key flag of stanza [web]: no number: Yes\n"},
-             {"z get f web listen --bool", 5, "",
-              "zstanza: f: key listen of stanza [web]: no boolean value: 0x1F\n"},
-             // A key without value: an empty text, no value in a list, and the default if any.
-             {"z get f web none; z get f web none --int; z get f web none --bool", 0, "\n0\nno\n",
-              ""},
-             {"z get f web none --all; z get f web none --default d", 0, "d\n", ""},
-             {"z get f web nowhere", 1, "", "zstanza: f: no key nowhere in stanza [web]\n"},
-             {"z get f web nowhere --default -7 --all; z get f no k --int --default 0x10", 0,
-              "-7\n16\n", ""},
-             {"z get f web nowhere --default x --int", 2, "",
-              "zstanza: f: key nowhere of stanza [web]: no number: x\n"},
-             {"z get f web nowhere --default= --all; z get f --version | wc -l", 0, "\n1\n", ""},
-             {"z get f -- ' a b ' -k", 0, "-v = w\n", ""},
-             {"z list f --json", 0,
-              R"({"file":"f","stanzas":["web"," a b "]})"
-              "\n",
-              ""},
-             {"z list f web --json", 0,
-              R"({"file":"f","stanza":"web","keys":[{"key":"listen","values":["0x1F","010"]},)"
-              R"({"key":"none","values":[]},{"key":"flag","values":["Yes"]},)"
-              R"({"key":"big","values":["99999999999"]}]})"
-              "\n",
-              ""},
-             {"z get f web listen --json --int --all; z get f web flag --json --bool", 0,
-              R"({"file":"f","stanza":"web","key":"listen","values":[31,8]})"
-              "\n"
-              R"({"file":"f","stanza":"web","key":"flag","value":true})"
-              "\n",
-              ""},
-             {"z get umlaut s k --json", 0,
-              R"({"file":"umlaut","stanza":"s","key":"k","value":"\"ü\""})"
-              "\n",
-              ""},
-             {"z get latin s k", 0, "caf\xe9\n", ""},
-             {"z get latin s k --json", 5, "",
-              "zstanza: latin: not text of the local codeset, so JSON cannot hold it: caf\\xe9\n"},
-             // In the C locale that text of UTF-8 is none.
-             {"env LC_ALL=C \"$z\" get umlaut s k --json | wc -c", 0, "0\n",
-              "zstanza: umlaut: not text of the local codeset, so JSON cannot hold it: "
-              "\"\\xc3\\xbc\"\n"},
-             {"cp f \xe9; z list --json \xe9; cat f | z list /dev/stdin", 0,
-              R"({"file":"\\xe9","stanzas":["web"," a b "]})"
-              "\nweb\n a b \n",
-              ""},
-             {"env -u TISDIR \"$z\" get f web flag", 0, "Yes\n", ""},
-         }) {
-        expect(c);
-    }
+    expectAll({
+        {"z list f", 0, "web\n a b \n"},
+        {"z list f web", 0, "listen = 0x1F\nlisten = 010\nnone =\nflag = Yes\nbig = 99999999999\n"},
+        {"z list f WEB", 1, "", "zstanza: f: no stanza [WEB]\n"},
+        {"z get f web listen; z get f web listen --all", 0, "0x1F\n0x1F\n010\n"},
+        {"z get f web listen --all --int; z get f web big --int; z get f web flag --bool", 0,
+         "31\n8\n4294967295\nyes\n"},
+        {"z get f web flag --int", 5, "", "zstanza: f: key flag of stanza [web]: no number: Yes\n"},
+        {"z get f web listen --bool", 5, "",
+         "zstanza: f: key listen of stanza [web]: no boolean value: 0x1F\n"},
+        // A key without value: an empty text, no value in a list, and the default if any.
+        {"z get f web none; z get f web none --int; z get f web none --bool", 0, "\n0\nno\n"},
+        {"z get f web none --all; z get f web none --default d", 0, "d\n"},
+        {"z get f web nowhere", 1, "", "zstanza: f: no key nowhere in stanza [web]\n"},
+        {"z get f web nowhere --default -7 --all; z get f no k --int --default 0x10", 0,
+         "-7\n16\n"},
+        {"z get f web nowhere --default x --int", 2, "",
+         "zstanza: f: key nowhere of stanza [web]: no number: x\n"},
+        {"z get f web nowhere --default= --all; z get f --version | wc -l", 0, "\n1\n"},
+        {"z get f -- ' a b ' -k", 0, "-v = w\n"},
+        {"z list f --json", 0, line(R"({"file":"f","stanzas":["web"," a b "]})")},
+        {"z get f web listen --json --int --all", 0,
+         line(R"({"file":"f","stanza":"web","key":"listen","values":[31,8]})")},
+        {"z get f web flag --json --bool", 0,
+         line(R"({"file":"f","stanza":"web","key":"flag","value":true})")},
+        {"z get umlaut s k --json", 0,
+         line(R"({"file":"umlaut","stanza":"s","key":"k","value":"\"ü\""})")},
+        {"z get latin s k", 0, "caf\xe9\n"},
+        {"z get latin s k --json", 5, "",
+         "zstanza: latin: not text of the local codeset, so JSON cannot hold it: caf\\xe9\n"},
+        // In the C locale that text of UTF-8 is none.
+        {"env LC_ALL=C \"$z\" get umlaut s k --json | wc -c", 0, "0\n",
+         "zstanza: umlaut: not text of the local codeset, so JSON cannot hold it: "
+         "\"\\xc3\\xbc\"\n"},
+        {"cp f \xe9; z list --json \xe9; cat f | z list /dev/stdin", 0,
+         R"({"file":"\\xe9","stanzas":["web"," a b "]})"
+         "\nweb\n a b \n"},
+        {"env -u TISDIR \"$z\" get f web flag", 0, "Yes\n"},
+    });
     EXPECT_EQ(original, read("f"));
 }
 
@@ -192,62 +159,51 @@ TEST_F(ZStanza, RefusesAndLeavesTheFile) {
         "stanza's name, no \"=\" or outer blank in a key, no \"#\" or \"[\" before a key\n";
     std::string const bad = "bad:3: the stanza is there already: [s] x\\x09y\n";
     std::string const gone = "zstanza: gone: cannot be read: No such file or directory\n";
-    for (Case const& c : std::initializer_list<Case>{
-             {"z unset f web nowhere", 1, "", "zstanza: f: no key nowhere in stanza [web]\n"},
-             {"z unset f nowhere --dry-run", 1, "", "zstanza: f: no stanza [nowhere]\n"},
-             {"z comment f web nowhere --text t", 1, "",
-              "zstanza: f: no key nowhere in stanza [web]\n"},
-             {"z set f web k=l v", 2, "", refused},
-             {"z set f 'a]b' k v", 2, "", refused},
-             {"z add f web k 'v\nw'", 2, "", refused},
-             {"z set new web '#k' v --create; ls new", 2, "",
-              "zstanza: new" + refused.substr(10) +
-                  "ls: cannot access 'new': No such file or directory\n"},
-             {"z comment f web --text= --dry-run", 2, "", "zstanza: --text must not be empty\n"},
-             {"z add f web k ''", 2, "", "zstanza: VALUE: must not be empty\n"},
-             {"z get f web ''", 2, "", "zstanza: KEY: must not be empty; see zstanza --help\n"},
-             {"z", 2, "", "zstanza: A subcommand is required; see zstanza --help\n"},
-             {"z get f web k --int --bool", 2, "",
-              "zstanza: --int excludes --bool; see zstanza --help\n"},
-             {"z list f web --obfuscated", 2, "",
-              "zstanza: The following argument was not expected: --obfuscated; see zstanza "
-              "--help\n"},
-             {"z list f --wait=-1", 2, "",
-              "zstanza: Could not convert: --wait = -1; see zstanza --help\n"},
-             {"z set gone s k v", 4, "",
-              "zstanza: gone: cannot be opened for writing: No such file or directory\n"},
-             {"z set gone s k v --dry-run", 4, "", gone},
-             {"z set gone s k v --dry-run --create", 0, "\n[s]\nk = v\n", ""},
-             {"z set folder s k v", 4, "",
-              "zstanza: folder: cannot be opened for writing: Is a directory\n"},
-             {"mkfifo q; z check q /dev/zero", 4, "",
-              "zstanza: q: is not a regular file\nzstanza: /dev/zero: is not a regular file\n"},
-             {"z list folder", 4, "", "zstanza: folder: Is a directory\n"},
-             {"z list f >/dev/full", 4, "", "zstanza: standard output: No space left on device\n"},
-             {"z list f >&-", 4, "", "zstanza: standard output: Bad file descriptor\n"},
-             {"z set f web k v --dry-run >&-", 4, "",
-              "zstanza: standard output: Bad file descriptor\n"},
-             {"mkfifo p; (exec 3<p; exec 3<&-) & exec 4>p; wait; z list f >&4", 4, "",
-              "zstanza: standard output: Broken pipe\n"},
-             {"z set bad s a 2", 3, "", bad},
-             {"z check f bad gone", 4, "", bad + gone},
-             {"z check nokey text f early open", 3, "",
-              "nokey:3: no key stands before \"=\": = 1\n"
-              "text:1: neither comment, stanza nor key = value: hello\\x1b[31m\n"
-              "early:1: the key stands before any stanza: a=b\n"
-              "open:1: no \"]\" ends the stanza's name: [s\n"},
-             {"z check f --json bad gone 2>/dev/null", 4,
-              R"([{"file":"f","valid":true},{"file":"bad","valid":false,"message":")"
-              R"(bad:3: the stanza is there already: [s] x\\x09y","line":3,"text":"[s] x\\x09y"},)"
-              R"({"file":"gone","valid":null,"message":"zstanza: gone: cannot be read: )"
-              R"(No such file or directory"}])"
-              "\n",
-              ""},
-             {"cp bad ++; cp bad '[f,f]'; z check f ++ '[f,f]'", 3, "",
-              "++" + bad.substr(3) + "[f,f]" + bad.substr(3)},
-         }) {
-        expect(c);
-    }
+    expectAll({
+        {"z unset f web nowhere", 1, "", "zstanza: f: no key nowhere in stanza [web]\n"},
+        {"z unset f nowhere --dry-run", 1, "", "zstanza: f: no stanza [nowhere]\n"},
+        {"z comment f web nowhere --text t", 1, "", "zstanza: f: no key nowhere in stanza [web]\n"},
+        {"z set f web k=l v", 2, "", refused},
+        {"z set new web '#k' v --create; ls new", 2, "",
+         "zstanza: new" + refused.substr(10) +
+             "ls: cannot access 'new': No such file or directory\n"},
+        {"z comment f web --text= --dry-run", 2, "", "zstanza: --text must not be empty\n"},
+        {"z add f web k ''", 2, "", "zstanza: VALUE: must not be empty\n"},
+        {"z get f web ''", 2, "", "zstanza: KEY: must not be empty; see zstanza --help\n"},
+        {"z", 2, "", "zstanza: A subcommand is required; see zstanza --help\n"},
+        {"z get f web k --int --bool", 2, "",
+         "zstanza: --int excludes --bool; see zstanza --help\n"},
+        {"z list f --wait=-1", 2, "",
+         "zstanza: Could not convert: --wait = -1; see zstanza --help\n"},
+        {"z set gone s k v", 4, "",
+         "zstanza: gone: cannot be opened for writing: No such file or directory\n"},
+        {"z set gone s k v --dry-run", 4, "", gone},
+        {"z set gone s k v --dry-run --create", 0, "\n[s]\nk = v\n"},
+        {"z set folder s k v", 4, "",
+         "zstanza: folder: cannot be opened for writing: Is a directory\n"},
+        {"mkfifo q; z check q /dev/zero", 4, "",
+         "zstanza: q: is not a regular file\nzstanza: /dev/zero: is not a regular file\n"},
+        {"z list folder", 4, "", "zstanza: folder: Is a directory\n"},
+        {"z list f >/dev/full", 4, "", "zstanza: standard output: No space left on device\n"},
+        {"z set f web k v --dry-run >&-", 4, "", "zstanza: standard output: Bad file descriptor\n"},
+        {"mkfifo p; (exec 3<p; exec 3<&-) & exec 4>p; wait; z list f >&4", 4, "",
+         "zstanza: standard output: Broken pipe\n"},
+        {"z set bad s a 2", 3, "", bad},
+        {"z check f bad gone", 4, "", bad + gone},
+        {"z check nokey text f early open", 3, "",
+         "nokey:3: no key stands before \"=\": = 1\n"
+         "text:1: neither comment, stanza nor key = value: hello\\x1b[31m\n"
+         "early:1: the key stands before any stanza: a=b\n"
+         "open:1: no \"]\" ends the stanza's name: [s\n"},
+        {"z check f --json bad gone 2>/dev/null", 4,
+         R"([{"file":"f","valid":true},{"file":"bad","valid":false,"message":")"
+         R"(bad:3: the stanza is there already: [s] x\\x09y","line":3,"text":"[s] x\\x09y"},)"
+         R"({"file":"gone","valid":null,"message":"zstanza: gone: cannot be read: )"
+         R"(No such file or directory"}])"
+         "\n"},
+        {"cp bad ++; cp bad '[f,f]'; z check f ++ '[f,f]'", 3, "",
+         "++" + bad.substr(3) + "[f,f]" + bad.substr(3)},
+    });
     EXPECT_EQ(original, read("f"));
     EXPECT_EQ(before, fs::last_write_time("f"));  // not rewritten
 }
@@ -263,59 +219,55 @@ TEST_F(ZStanza, HidesValuesInTheDatabase) {
     std::string const pw = R"("key":"pw","values":["1 b","l\n\\\tü\u0001"],"obfuscated":true})";
     setenv("v", "l\n\\\tü\x01", 1);
     setenv("same", std::string(200, '#').c_str(), 1);
-    for (Case const& c : std::initializer_list<Case>{
-             {"z set f web pw '1 b' --obfuscated; z add f web pw \"$v\" --obfuscated", 0, "", ""},
-             // Nothing from here to "stat" writes to either file.
-             {"touch -d @0 f f.obf; z list f web | tail -n 3", 0,
-              "big = 99999999999\n# obfuscated: pw = 1 b\n# obfuscated: pw = l\\n\\\\\\tü\\001\n",
-              ""},
-             {"z get f web pw; z get f web pw --all --obfuscated", 0, "1 b\n1 b\nl\n\\\tü\x01\n",
-              key + " is obfuscated\n"},
-             {"z get f web pw --all --json; z list f web --json", 0,
-              R"({"file":"f","stanza":"web",)" + pw +
-                  "\n"
-                  R"({"file":"f","stanza":"web","keys":[{"key":"listen","values":["0x1F","010"]},)"
-                  R"({"key":"none","values":[]},{"key":"flag","values":["Yes"]},)"
-                  R"({"key":"big","values":["99999999999"]},{)" +
-                  pw + "]}\n",
-              ""},
-             {"z get f web pw --int", 5, "", key + ": no number: an obfuscated value\n"},
-             {"z add f web pw x", 2, "",
-              key + " holds obfuscated values; use --obfuscated, or unset the key first\n"},
-             {"z set f web flag x --obfuscated --dry-run", 2, "",
-              "zstanza: f: key flag of stanza [web] holds plain values; leave out --obfuscated, or "
-              "unset the key first\n"},
-             {"z set f configuration-database file x --obfuscated", 2, "",
-              "zstanza: f: key file of stanza [configuration-database] names the database and "
-              "cannot be obfuscated\n"},
-             {"z comment f web pw --text t", 2, "",
-              key + " is obfuscated: it has no line in the file to comment; comment the stanza\n"},
-             {"z set f web pw $same --obfuscated --dry-run; z add f web pw $same --obfuscated;"
-              "z set new s k $same --obfuscated --create",
-              2, "",
-              "zstanza: f" + tooUniform + "zstanza: f" + tooUniform + "zstanza: new" + tooUniform},
-             {"z set f web pw other --obfuscated --dry-run >dry; cmp dry f; stat -c %Y f f.obf", 0,
-              "0\n0\n", ""},
-             {"mv f.obf g; z set f web k v; z check f --json", 4,
-              R"([{"file":"f","valid":null,"message":")" + unread + database +
-                  R"(: No such file or directory","database":")" + database + "\"}]\n",
-              unread + database + ": No such file or directory\n" + unread + database +
-                  ": No such file or directory\n"},
-             {":>f.obf; z list f; rm f.obf; mkfifo f.obf; z get f web pw", 4, "",
-              unread + database + ": is empty\n" + unread + database + ": is not a regular file\n"},
-             {"rm f.obf; echo x >f.obf; z unset f web; z check f --json", 3,
-              R"([{"file":"f","valid":false,"message":")" + invalid + R"(","database":")" +
-                  database + "\"}]\n",
-              invalid + "\n" + invalid + "\n"},
-             {"mv g f.obf; cp f g; sed -i 's/^.web.$/[x]/' f; z list f; cp g f", 0,
-              "x\n a b \nconfiguration-database\nweb\n", ""},
-             {"sed -i s/f.obf/f/ f; z set f web pw 2; cp g f", 0, "",
-              folder_ / "f: no valid database of the obfuscated values of f\n"},
-             {"z set f web pw ''; z set f web pw x; ls; diff f g", 1,
-              "dry\nf\ng\n10d9\n< pw = x\n15a15\n> file = " + database + "\n", ""},
-         }) {
-        expect(c);
-    }
+    expectAll({
+        {"z set f web pw '1 b' --obfuscated; z add f web pw \"$v\" --obfuscated", 0, ""},
+        // Nothing from here to "stat" writes to either file.
+        {"touch -d @0 f f.obf; z list f web | tail -n 3", 0,
+         "big = 99999999999\n# obfuscated: pw = 1 b\n# obfuscated: pw = l\\n\\\\\\tü\\001\n"},
+        {"z get f web pw; z get f web pw --all --obfuscated", 0, "1 b\n1 b\nl\n\\\tü\x01\n",
+         key + " is obfuscated\n"},
+        {"z get f web pw --all --json; z list f web --json", 0,
+         R"({"file":"f","stanza":"web",)" + pw +
+             "\n"
+             R"({"file":"f","stanza":"web","keys":[{"key":"listen","values":["0x1F","010"]},)"
+             R"({"key":"none","values":[]},{"key":"flag","values":["Yes"]},)"
+             R"({"key":"big","values":["99999999999"]},{)" +
+             pw + "]}\n"},
+        {"z get f web pw --int", 5, "", key + ": no number: an obfuscated value\n"},
+        {"z add f web pw x", 2, "",
+         key + " holds obfuscated values; use --obfuscated, or unset the key first\n"},
+        {"z set f web flag x --obfuscated --dry-run", 2, "",
+         "zstanza: f: key flag of stanza [web] holds plain values; leave out --obfuscated, or "
+         "unset the key first\n"},
+        {"z set f configuration-database file x --obfuscated", 2, "",
+         "zstanza: f: key file of stanza [configuration-database] names the database and "
+         "cannot be obfuscated\n"},
+        {"z comment f web pw --text t", 2, "",
+         key + " is obfuscated: it has no line in the file to comment; comment the stanza\n"},
+        {"z set f web pw $same --obfuscated --dry-run; z add f web pw $same --obfuscated;"
+         "z set new s k $same --obfuscated --create",
+         2, "",
+         "zstanza: f" + tooUniform + "zstanza: f" + tooUniform + "zstanza: new" + tooUniform},
+        {"z set f web pw other --obfuscated --dry-run >dry; cmp dry f; stat -c %Y f f.obf", 0,
+         "0\n0\n"},
+        {"mv f.obf g; z set f web k v; z check f --json", 4,
+         R"([{"file":"f","valid":null,"message":")" + unread + database +
+             R"(: No such file or directory","database":")" + database + "\"}]\n",
+         unread + database + ": No such file or directory\n" + unread + database +
+             ": No such file or directory\n"},
+        {":>f.obf; z list f; rm f.obf; mkfifo f.obf; z get f web pw", 4, "",
+         unread + database + ": is empty\n" + unread + database + ": is not a regular file\n"},
+        {"rm f.obf; echo x >f.obf; z unset f web; z check f --json", 3,
+         R"([{"file":"f","valid":false,"message":")" + invalid + R"(","database":")" + database +
+             "\"}]\n",
+         invalid + "\n" + invalid + "\n"},
+        {"mv g f.obf; cp f g; sed -i 's/^.web.$/[x]/' f; z list f; cp g f", 0,
+         "x\n a b \nconfiguration-database\nweb\n"},
+        {"sed -i s/f.obf/f/ f; z set f web pw 2; cp g f", 0, "",
+         folder_ / "f: no valid database of the obfuscated values of f\n"},
+        {"z set f web pw ''; z set f web pw x; ls; diff f g", 1,
+         "dry\nf\ng\n10d9\n< pw = x\n15a15\n> file = " + database + "\n"},
+    });
 }
 
 TEST_F(ZStanza, WaitsForBusyFiles) {
@@ -330,13 +282,13 @@ TEST_F(ZStanza, WaitsForBusyFiles) {
     }
     whole.l_type = F_RDLCK;  // a reader lets others read, not write
     ASSERT_EQ(0, fcntl(held, F_SETLK, &whole));
-    expect({"z get f web flag --wait 0", 0, "Yes\n", ""});
+    expect({"z get f web flag --wait 0", 0, "Yes\n"});
     expect({"z set f web k v --wait 0", 4, "", busy});
     whole.l_type = F_UNLCK;
     ASSERT_EQ(0, fcntl(held, F_SETLK, &whole));
     ASSERT_EQ(0, flock(held, LOCK_EX));  // another zstanza in the middle of a change
-    expect({"z get f web flag --wait 0; z set f web k v --wait 0 --dry-run | wc -l", 0, "Yes\n13\n",
-            ""});
+    expect(
+        {"z get f web flag --wait 0; z set f web k v --wait 0 --dry-run | wc -l", 0, "Yes\n13\n"});
     expect({"z set f web k v --wait 0", 4, "", busy});
     EXPECT_EQ(original, read("f"));
 
@@ -351,7 +303,7 @@ TEST_F(ZStanza, WaitsForBusyFiles) {
             fs::rename("new", "f");
             close(held);
         });
-        expect({"z set f n k v", 0, "", ""});
+        expect({"z set f n k v", 0, ""});
         later.join();
         EXPECT_EQ("[n]\nk = v\n", read("f"));
         write("f", original);
@@ -377,7 +329,7 @@ TEST_F(ZStanza, LosesNothingAmongSeveral) {
          "    z set many s$((n % 3)) k$i-$n $n --create --wait 300 || break; n=$((n + 1));"
          "  done; touch done$i) & done;"
          "while [ ! -e done1 ]; do [ ! -e many ] || z check many --wait 300; done; wait; ls",
-         0, "done1\ndone2\ndone3\ndone4\ndone5\ndone6\ndone7\ndone8\nf\nmany\n", ""});
+         0, "done1\ndone2\ndone3\ndone4\ndone5\ndone6\ndone7\ndone8\nf\nmany\n"});
     std::string const text = read("many");
     for (int i = 1; i <= 8; ++i) {
         for (int n = 0; n < rounds; ++n) {
@@ -395,7 +347,7 @@ TEST_F(ZStanza, LosesNothingAmongSeveral) {
          "  done; touch end$i) & done;"
          "while [ ! -e end1 ]; do [ ! -e hid ] || z check hid --wait 300; done; wait;"
          "sort said* >said; z list hid s | sort | cmp said && wc -l <said",
-         0, "100\n", ""});
+         0, "100\n"});
 }
 
 }  // namespace
