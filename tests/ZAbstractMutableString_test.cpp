@@ -9,10 +9,6 @@
 #include "Strings.h"
 #include "ZTest.h"
 
-extern "C" __attribute__((visibility("default"))) char const* __asan_default_options() {
-    return "allocator_may_return_null=1";
-}
-
 namespace {
 
 template <class S>

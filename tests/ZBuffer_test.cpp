@@ -1,27 +1,15 @@
 // ZBuffer_test: lengths, copies, blocks handed over, order by length, and lack of memory.
 // Subsystem: collections, layer 2. Test: tests/ZBuffer_test.cpp
-#include <Z/ZBuffer.h>
-#include <Z/ZException.h>
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstdlib>
 #include <memory>
-#include <string>
 
-// The sanitizers' allocators end the process where malloc gives null, unless told otherwise.
-extern "C" __attribute__((visibility("default"))) char const* __asan_default_options() {
-    return "allocator_may_return_null=1";
-}
-extern "C" __attribute__((visibility("default"))) char const* __tsan_default_options() {
-    return "allocator_may_return_null=1";
-}
+#include "Strings.h"
 
 namespace {
 
-std::string bytes(ZBufferInterface_5_1 const& buffer) {
-    return std::string(static_cast<char*>(buffer.getBuffer()), buffer.getLength());
-}
+using ztest::bytes;
 
 char abcdef[] = "abcdef";
 

@@ -11,10 +11,6 @@ namespace {
 static_assert(std::is_convertible_v<ZTISUTF8Converter_5_1*, ZObject_5_1*>);
 static_assert(!std::is_copy_constructible_v<ZTISUTF8Converter_5_1>);
 
-std::string content(ZBuffer_5_1 const& buffer) {
-    return std::string(static_cast<char*>(buffer.getBuffer()), buffer.getLength());
-}
-
 TEST(ZTISUTF8Converter, ConvertsWithTheTerminator) {
     struct {
         char const *codeset, *local, *utf8;
@@ -30,11 +26,11 @@ TEST(ZTISUTF8Converter, ConvertsWithTheTerminator) {
         ZBuffer_5_1 out("what was there before");
         std::string const local = row.local ? row.local : "", utf8 = row.utf8 ? row.utf8 : "";
         converter.convertToUTF8(row.local, out);
-        EXPECT_EQ(content(out), utf8 + '\0');
+        EXPECT_EQ(ztest::bytes(out), utf8 + '\0');
         converter.convertToLocal(row.utf8, out);
-        EXPECT_EQ(content(out), local + '\0');
+        EXPECT_EQ(ztest::bytes(out), local + '\0');
         converter.convertToUTF8(static_cast<char const*>(out.getBuffer()), out);
-        EXPECT_EQ(content(out), utf8 + '\0');
+        EXPECT_EQ(ztest::bytes(out), utf8 + '\0');
     }
 }
 
