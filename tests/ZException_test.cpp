@@ -17,85 +17,66 @@ std::string textOf(ZException_5_1& exception) {
     return report.substr(report.find(mark) + mark.size());
 }
 
-template <class E>
-std::unique_ptr<ZException_5_1> make(E exception) {
-    return std::make_unique<E>(exception);
-}
-
-struct Case {
-    std::unique_ptr<ZException_5_1> exception;
-    char const* name;
-    unsigned long code;
-    char const* text;
-};
-
-std::vector<Case> cases() {
-    std::vector<Case> all;
-    auto add = [&all](auto exception, char const* name, unsigned long code, char const* text) {
-        all.push_back({make(exception), name, code, text});
-    };
-    add(ZOutOfMemoryException_5_1(), "ZOutOfMemoryException", 1, "Memory allocation failure.");
-    add(ZConverterException_5_1(2, 22, "A", "B"), "ZConverterException", 2,
-        "iconv_open failed for codepage A to B conversion. errno = 22.");
-    add(ZThreadException_5_1(17, 11), "ZThreadException", 17,
-        "Unexpected error from pthread_create().  rc = 11.");
-    add(ZThreadException_5_1(25, 3), "ZThreadException", 25,
-        "Unexpected error from gethostname().  rc = 3.");
-    add(ZConditionException_5_1(27, 5), "ZConditionException", 27,
-        "Unexpected error from pthread_cond_broadcast().  rc = 5.");
-    add(ZLockResourceException_5_1(37, 5), "ZResourceException", 37,
-        "Create failed for a process lock.  rc = 5 and the lock file name is .");
-    add(ZOpenResourceException_5_1(37, 2, "f"), "ZResourceException", 37,
-        "Create failed for a process lock.  rc = 2 and the lock file name is f.");
-    add(ZInvalidResourceStateException_5_1("read"), "ZResourceException", 32,
-        "An unexpected lock state was detected.  The current lock state is read.");
-    add(ZAbstractNotImplementedException_5_1("x"), "ZAbstractNotImplementedException", 31,
-        "The requested function is not implemented.");
-    add(ZPropertiesMissingPropertyException_5_1("f", "s", "k"),
-        "ZPropertiesMissingPropertyException", 28,
-        "The configuration file f is missing the required attribute k in stanza s.");
-    add(ZPropertiesInvalidBoolValueException_5_1("f", "s", "k", "v"),
-        "ZPropertiesInvalidValueException", 41,
-        "The configuration file f has an invalid boolean value v for key k in stanza s.");
-    add(ZPropertiesIteratorException_5_1("f"), "ZPropertiesIteratorException", 42,
-        "The iterator for  configuration file f is in an invalid state for the operation");
-    add(ZPropertiesIOException_5_1("f", "access()", 13), "ZPropertiesIOException", 43,
-        "Access failed for configuration file f.  The access function was access() and return "
-        "code was 13");
-    add(ZPropertiesInvalidDataException_5_1("f", "x", 7), "ZPropertiesInvalidDataException", 44,
-        "The configuration file \"f\" contains invalid data at line 7.\nData: \"x\"");
-    add(ZSharedLibraryLoadException_5_1("l", "d", 4), "ZSharedLibraryLoadException", 51,
-        "Shared library load/unload error (l) 4.  d");
-    add(ZSharedLibraryResolveException_5_1("l", "s", "d", 4), "ZSharedLibraryResolveException", 52,
-        "Shared library resolve error (l:s) 4.  d");
-    add(ZUnexpectedEndOfFile_5_1("f"), "ZUnexpectedEndOfFile", 53,
-        "Unexpected end of file encounted while reading f.");
-    return all;
+// Thrown, caught as its base and cloned, it carries what it was given.
+void expect(ZException_5_1&& exception, char const* name, unsigned long code, char const* text) {
+    SCOPED_TRACE(text);
+    EXPECT_TRUE(exception.who() == nullptr && exception.where() == 0);
+    EXPECT_EQ(exception.locationCount(), 1);
+    ztest::expectThrow<ZException_5_1>([&] { exception.throwException("src/Z/ZLock", 120); },
+                                       [&](ZException_5_1& caught) {
+                                           char const* file = nullptr;
+                                           int line = 0;
+                                           EXPECT_EQ(caught.location(9, file, line), 1);
+                                           EXPECT_STREQ(file, "src/Z/ZLock");
+                                           EXPECT_EQ(line, 120);
+                                           EXPECT_STREQ(caught.name(), name);
+                                           EXPECT_EQ(caught.code(), code);
+                                           EXPECT_EQ(textOf(caught), text);
+                                           std::unique_ptr<ZObject_5_1> copy(caught.clone());
+                                           EXPECT_EQ(textOf(static_cast<ZException_5_1&>(*copy)),
+                                                     text);
+                                       });
 }
 
 }  // namespace
 
 TEST(ZException, CarriesNameCodeAndInsertsThroughThrowAndClone) {
-    for (Case& c : cases()) {
-        SCOPED_TRACE(c.text);
-        EXPECT_EQ(c.exception->who(), nullptr);
-        EXPECT_EQ(c.exception->where(), 0u);
-        EXPECT_EQ(c.exception->locationCount(), 1);
-        ztest::expectThrow<ZException_5_1>(
-            [&] { c.exception->throwException("src/Z/ZLock", 120); },
-            [&](ZException_5_1& caught) {
-                char const* file = nullptr;
-                int line = 0;
-                EXPECT_EQ(caught.location(9, file, line), 1);
-                EXPECT_STREQ(file, "src/Z/ZLock");
-                EXPECT_EQ(line, 120);
-                EXPECT_STREQ(caught.name(), c.name);
-                EXPECT_EQ(caught.code(), c.code);
-                EXPECT_EQ(textOf(caught), c.text);
-                std::unique_ptr<ZObject_5_1> copy(caught.clone());
-                EXPECT_EQ(textOf(static_cast<ZException_5_1&>(*copy)), c.text);
-            });
-    }
+    expect(ZOutOfMemoryException_5_1(), "ZOutOfMemoryException", 1, "Memory allocation failure.");
+    expect(ZConverterException_5_1(2, 22, "A", "B"), "ZConverterException", 2,
+           "iconv_open failed for codepage A to B conversion. errno = 22.");
+    expect(ZThreadException_5_1(17, 11), "ZThreadException", 17,
+           "Unexpected error from pthread_create().  rc = 11.");
+    expect(ZThreadException_5_1(25, 3), "ZThreadException", 25,
+           "Unexpected error from gethostname().  rc = 3.");
+    expect(ZConditionException_5_1(27, 5), "ZConditionException", 27,
+           "Unexpected error from pthread_cond_broadcast().  rc = 5.");
+    expect(ZLockResourceException_5_1(37, 5), "ZResourceException", 37,
+           "Create failed for a process lock.  rc = 5 and the lock file name is .");
+    expect(ZOpenResourceException_5_1(37, 2, "f"), "ZResourceException", 37,
+           "Create failed for a process lock.  rc = 2 and the lock file name is f.");
+    expect(ZInvalidResourceStateException_5_1("read"), "ZResourceException", 32,
+           "An unexpected lock state was detected.  The current lock state is read.");
+    expect(ZAbstractNotImplementedException_5_1("x"), "ZAbstractNotImplementedException", 31,
+           "The requested function is not implemented.");
+    expect(ZPropertiesMissingPropertyException_5_1("f", "s", "k"),
+           "ZPropertiesMissingPropertyException", 28,
+           "The configuration file f is missing the required attribute k in stanza s.");
+    expect(ZPropertiesInvalidBoolValueException_5_1("f", "s", "k", "v"),
+           "ZPropertiesInvalidValueException", 41,
+           "The configuration file f has an invalid boolean value v for key k in stanza s.");
+    expect(ZPropertiesIteratorException_5_1("f"), "ZPropertiesIteratorException", 42,
+           "The iterator for  configuration file f is in an invalid state for the operation");
+    expect(ZPropertiesIOException_5_1("f", "access()", 13), "ZPropertiesIOException", 43,
+           "Access failed for configuration file f.  The access function was access() and return "
+           "code was 13");
+    expect(ZPropertiesInvalidDataException_5_1("f", "x", 7), "ZPropertiesInvalidDataException", 44,
+           "The configuration file \"f\" contains invalid data at line 7.\nData: \"x\"");
+    expect(ZSharedLibraryLoadException_5_1("l", "d", 4), "ZSharedLibraryLoadException", 51,
+           "Shared library load/unload error (l) 4.  d");
+    expect(ZSharedLibraryResolveException_5_1("l", "s", "d", 4), "ZSharedLibraryResolveException",
+           52, "Shared library resolve error (l:s) 4.  d");
+    expect(ZUnexpectedEndOfFile_5_1("f"), "ZUnexpectedEndOfFile", 53,
+           "Unexpected end of file encounted while reading f.");
 }
 
 TEST(ZException, NumberAndBooleanArriveAsTheirBase) {

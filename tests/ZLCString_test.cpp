@@ -4,8 +4,6 @@
 #include <Z/ZUTF8String.h>
 
 #include <climits>
-#include <thread>
-#include <vector>
 
 #include "ZTest.h"
 
@@ -146,14 +144,11 @@ TEST(Conversion, BetweenTheCodesets) {
 }
 
 TEST(Conversion, FromSeveralThreads) {
-    std::vector<std::thread> threads;
     L const shared("shared text");
     LC const view("viewed text");
-    auto const work = [&] {
+    ztest::inThreads(4, [&](int) {
         for (int n = 0; n < 200; ++n) EXPECT_TRUE(L(U(shared)) == shared && view.getLength() == 11);
-    };
-    for (int i = 0; i < 4; ++i) threads.emplace_back(work);
-    for (auto& thread : threads) thread.join();
+    });
 }
 
 }  // namespace

@@ -3,10 +3,6 @@
 #include <Z/ZException.h>
 #include <Z/ZLock.h>
 
-#include <memory>
-#include <thread>
-#include <vector>
-
 #include "FailingCalls.h"
 #include "ZTest.h"
 
@@ -34,16 +30,12 @@ TEST(ZLock, IsLeftAsOftenAsItWasEntered) {
     expectRefused(lock);
 
     long counter = 0;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 20000; ++i) {
-                ZResourceLock_5_1 const hold(lock), again(lock);
-                ++counter;
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    ztest::inThreads(4, [&](int) {
+        for (int i = 0; i < 20000; ++i) {
+            ZResourceLock_5_1 const hold(lock), again(lock);
+            ++counter;
+        }
+    });
     EXPECT_EQ(counter, 80000);
     expectRefused(lock);
 }

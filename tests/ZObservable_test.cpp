@@ -1,12 +1,10 @@
 // ZObservable_test: registration, order, and callbacks that change the subject or throw.
 // Subsystem: model, layer 3. Test: tests/ZObservable_test.cpp
 #include <Z/ZObservable.h>
-#include <gtest/gtest.h>
 
-#include <functional>
 #include <stdexcept>
-#include <string>
-#include <thread>
+
+#include "ZTest.h"
 
 namespace {
 
@@ -74,15 +72,13 @@ TEST_F(ZObservable, CallbacksMayChangeTheSubjectOrThrow) {
 }
 
 TEST_F(ZObservable, ServesSeveralThreads) {
-    auto const work = [this] {
+    Observer::calls.clear();
+    ztest::inThreads(2, [this](int) {
         for (int i = 0; i < 1000; ++i) {
             subject.notifyObservers(announcement);
             subject.addObserver(nullptr), subject.deleteObserver(nullptr);
         }
-    };
-    Observer::calls.clear();
-    std::thread first(work), second(work);
-    first.join(), second.join();
+    });
     EXPECT_EQ(Observer::calls.size(), 6000u);
 }
 
