@@ -15,8 +15,7 @@ class ZStanzaFileProperties : public testing::Test {
 protected:
     // What a file of this text is after load and store.
     std::string stored(std::string const& text, int keepLayout) {
-        ztest::write(file, text);
-        Properties p(file.c_str(), keepLayout);
+        Properties p(ztest::write(file, text), keepLayout);
         p.store(nullptr);
         return ztest::read(file);
     }
@@ -72,15 +71,13 @@ TEST_F(ZStanzaFileProperties, InvalidDataIsNamed) {
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(c.text);
-        ztest::write(file, c.text);
-        ztest::expectThrow<ZPropertiesInvalidDataException_5_1>(
-            [&] { Properties(file.c_str(), 1); },
-            [&](ZPropertiesInvalidDataException_5_1& e) {
-                EXPECT_STREQ(e.baddata(), c.data);
-                EXPECT_EQ(e.badline(), c.line);
-                EXPECT_STREQ(e.propFile(), file.c_str());
-                EXPECT_STREQ(e.who(), "src/Z/ZStanzaFileProperties");
-            });
+        char const* const name = ztest::write(file, c.text);
+        auto const e =
+            ztest::caught<ZPropertiesInvalidDataException_5_1>([&] { Properties(name, 1); });
+        EXPECT_STREQ(e.baddata(), c.data);
+        EXPECT_EQ(e.badline(), c.line);
+        EXPECT_STREQ(e.propFile(), name);
+        EXPECT_STREQ(e.who(), "src/Z/ZStanzaFileProperties");
     }
     // What was read before stays; what cannot be told apart later is refused while it is new.
     Properties p(1);
@@ -144,8 +141,8 @@ TEST_F(ZStanzaFileProperties, AddedValuesAreSearchedFromWhereTheSearchStopped) {
 }
 
 TEST_F(ZStanzaFileProperties, BatchesAndPairs) {
-    ztest::write(file, "[s]\nn=0x10\nb=yes\nt=h\xC3\xA9llo\nl=1\nl=2\ne=\nbad=x\n");
-    Properties p(file.c_str(), 1);
+    Properties p(ztest::write(file, "[s]\nn=0x10\nb=yes\nt=h\xC3\xA9llo\nl=1\nl=2\ne=\nbad=x\n"),
+                 1);
     int truth = 0;
     unsigned int number = 0, fallback = 0;
     ZUTF8String_5_1 text, missing;

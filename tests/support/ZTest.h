@@ -11,6 +11,7 @@
 #include <fstream>
 #include <functional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -32,8 +33,9 @@ private:
     std::string path_;
 };
 
-inline void write(std::string const& file, std::string const& text) {
+inline char const* write(std::string const& file, std::string const& text) {
     std::ofstream(file, std::ios::binary) << text;
+    return file.c_str();
 }
 
 inline std::string read(std::string const& file) {
@@ -65,15 +67,21 @@ inline void inThreads(int count, std::function<void(int)> const& body) {
     for (std::thread& thread : threads) thread.join();
 }
 
-// The exception of class E that `run` throws must satisfy `check`.
-template <class E>
-void expectThrow(std::function<void()> const& run, std::function<void(E&)> const& check) {
+// The exception of class E that `run` throws.
+template <class E, class Run>
+E caught(Run const& run) {
     try {
         run();
-        ADD_FAILURE() << "nothing was thrown";
     } catch (E& e) {
-        check(e);
+        return e;
     }
+    throw std::runtime_error("nothing was thrown");
+}
+
+template <class E>
+void expectThrow(std::function<void()> const& run, std::function<void(E&)> const& check) {
+    E exception = caught<E>(run);
+    check(exception);
 }
 
 }  // namespace ztest
