@@ -85,6 +85,10 @@ protected:
         }
         return all;
     }
+    static uid_t owner(std::string const& name) {
+        struct stat status = {};
+        return stat(name.c_str(), &status) == 0 ? status.st_uid : 0;
+    }
     static mode_t mode(std::string const& name) {
         struct stat status = {};
         return stat(name.c_str(), &status) == 0 ? status.st_mode & 0777 : 0;
@@ -324,19 +328,23 @@ TEST_F(ZPropertiesDatabase, OtherUsersAndTheirFiles) {
         uid_t databaseOwner;  // 0: there is no database yet
         mode_t before, after;
         char const* failure;
+        uid_t ownerAfter = user;
     } const cases[] = {
         {"a folder of one's own", user, 0640, user, 0, 0, 0640, ""},
         {"the main file of somebody else, readable by all", 0, 0646, user, 0, 0, 0644, ""},
         {"closed to its group", 0, 0606, user, 0, 0, 0600, ""},
         {"a database of somebody else is replaced", user, 0600, user, stranger, 0666, 0600, ""},
         {"a folder that cannot be written to", user, 0600, 0, user, 0644, 0600, ""},
+        {"one's group's files stay their owner's", stranger, 0660, user, stranger, 0660, 0660, "",
+         stranger},
         {"nor replaced there", user, 0600, 0, stranger, 0666, 0666, "fopen(w)"},
         {"nor made there", user, 0600, 0, 0, 0, 0, "access()"},
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(c.what);
         auto give = [&](std::string const& name, uid_t owner, mode_t mode) {
-            ASSERT_EQ(chown(name.c_str(), owner, owner) + chmod(name.c_str(), mode), 0);
+            gid_t const group = c.ownerAfter == stranger ? user : owner;
+            ASSERT_EQ(chown(name.c_str(), owner, group) + chmod(name.c_str(), mode), 0);
         };
         fs::remove(database);
         give(folder.path(), c.folderOwner, 0755);
@@ -364,6 +372,7 @@ TEST_F(ZPropertiesDatabase, OtherUsersAndTheirFiles) {
             }),
             0);
         EXPECT_EQ(mode(database), c.after);
+        EXPECT_TRUE(*c.failure || owner(database) == c.ownerAfter);
         EXPECT_EQ(ztest::read(database) == "rubbish", *c.failure && c.databaseOwner);
     }
 }

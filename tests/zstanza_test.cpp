@@ -115,33 +115,31 @@ TEST_F(ZStanza, Reads) {
 }
 
 TEST_F(ZStanza, ChangesAndKeepsTheRest) {
-    struct Step {
-        char const* arguments;
-        char const* text;  // of the file after it
-    };
     write("f", "# top\n\n[s]\n#b = 0\n\na = 1\n");
-    for (Step const& step : std::initializer_list<Step>{
-             {"set f s a ' 2 '", "# top\n\n[s]\n#b = 0\n\na =  2 \n"},
-             {"set f s b 3", "# top\n\n[s]\n#b = 0\nb = 3\n\na = 2\n"},
-             {"add f s a 4", "# top\n\n[s]\n#b = 0\nb = 3\n\na = 2\na = 4\n"},
-             {"add f s a 2", "# top\n\n[s]\n#b = 0\nb = 3\n\na = 2\na = 4\n"},
-             {"comment f s a --text why", "# top\n\n[s]\n#b = 0\nb = 3\n\n#why\na = 2\na = 4\n"},
-             {"set f s a ''", "# top\n\n[s]\n#b = 0\nb = 3\n\n#why\na =\n"},
-             {"unset f s b", "# top\n\n[s]\n#b = 0\n\n#why\na =\n"},
-             {"comment f --text '# --x'", "# top\n# --x\n\n[s]\n#b = 0\n\n#why\na =\n"},
-             {"add f -- -t -k --", "# top\n# --x\n\n[s]\n#b = 0\n\n#why\na =\n\n[-t]\n-k = --\n"},
-             {"comment f s --text=' c'",
-              "# top\n# --x\n\n[s]\n#b = 0\n# c\n\n#why\na =\n\n[-t]\n-k = --\n"},
-             {"unset f s", "# top\n# --x\n\n[-t]\n-k = --\n"},
-         }) {
-        SCOPED_TRACE(step.arguments);
+    std::pair<std::string, char const*> const steps[] = {
+        // and the file after each
+        {"set f s a ' 2 '", "# top\n\n[s]\n#b = 0\n\na =  2 \n"},
+        {"set f s b 3", "# top\n\n[s]\n#b = 0\nb = 3\n\na = 2\n"},
+        {"add f s a 4", "# top\n\n[s]\n#b = 0\nb = 3\n\na = 2\na = 4\n"},
+        {"add f s a 2", "# top\n\n[s]\n#b = 0\nb = 3\n\na = 2\na = 4\n"},
+        {"comment f s a --text why", "# top\n\n[s]\n#b = 0\nb = 3\n\n#why\na = 2\na = 4\n"},
+        {"set f s a ''", "# top\n\n[s]\n#b = 0\nb = 3\n\n#why\na =\n"},
+        {"unset f s b", "# top\n\n[s]\n#b = 0\n\n#why\na =\n"},
+        {"comment f --text '# --x'", "# top\n# --x\n\n[s]\n#b = 0\n\n#why\na =\n"},
+        {"add f -- -t -k --", "# top\n# --x\n\n[s]\n#b = 0\n\n#why\na =\n\n[-t]\n-k = --\n"},
+        {"comment f s --text=' c'",
+         "# top\n# --x\n\n[s]\n#b = 0\n# c\n\n#why\na =\n\n[-t]\n-k = --\n"},
+        {"unset f s", "# top\n# --x\n\n[-t]\n-k = --\n"},
+    };
+    for (auto const& [arguments, text] : steps) {
+        SCOPED_TRACE(arguments);
         std::string before = read("f");
-        EXPECT_EQ(0, shell("set -- " + std::string(step.arguments) +
-                           "; verb=$1; shift; z $verb --dry-run \"$@\" >dry"));
+        EXPECT_EQ(0,
+                  shell("set -- " + arguments + "; verb=$1; shift; z $verb --dry-run \"$@\" >dry"));
         EXPECT_EQ(before, read("f"));
-        EXPECT_EQ(0, shell("z " + std::string(step.arguments)));
-        EXPECT_EQ(step.text, read("f"));
-        EXPECT_EQ(step.text, read("dry"));
+        EXPECT_EQ(0, shell("z " + arguments));
+        EXPECT_EQ(text, read("f"));
+        EXPECT_EQ(text, read("dry"));
     }
 }
 
@@ -179,8 +177,6 @@ TEST_F(ZStanza, RefusesAndLeavesTheFile) {
          "zstanza: gone: cannot be opened for writing: No such file or directory\n"},
         {"z set gone s k v --dry-run", 4, "", gone},
         {"z set gone s k v --dry-run --create", 0, "\n[s]\nk = v\n"},
-        {"z set folder s k v", 4, "",
-         "zstanza: folder: cannot be opened for writing: Is a directory\n"},
         {"mkfifo q; z check q /dev/zero", 4, "",
          "zstanza: q: is not a regular file\nzstanza: /dev/zero: is not a regular file\n"},
         {"z list folder", 4, "", "zstanza: folder: Is a directory\n"},
@@ -189,7 +185,6 @@ TEST_F(ZStanza, RefusesAndLeavesTheFile) {
         {"mkfifo p; (exec 3<p; exec 3<&-) & exec 4>p; wait; z list f >&4", 4, "",
          "zstanza: standard output: Broken pipe\n"},
         {"z set bad s a 2", 3, "", bad},
-        {"z check f bad gone", 4, "", bad + gone},
         {"z check nokey text f early open", 3, "",
          "nokey:3: no key stands before \"=\": = 1\n"
          "text:1: neither comment, stanza nor key = value: hello\\x1b[31m\n"
@@ -241,6 +236,10 @@ TEST_F(ZStanza, HidesValuesInTheDatabase) {
         {"z set f configuration-database file x --obfuscated", 2, "",
          "zstanza: f: key file of stanza [configuration-database] names the database and "
          "cannot be obfuscated\n"},
+        {"z unset f configuration-database; z set s configuration-database file x --create", 2, "",
+         "zstanza: f: stanza [configuration-database] names the database; it goes with the last "
+         "obfuscated value\nzstanza: s: key file of stanza [configuration-database] names the "
+         "database of obfuscated values, and there are none\n"},
         {"z comment f web pw --text t", 2, "",
          key + " is obfuscated: it has no line in the file to comment; comment the stanza\n"},
         {"z set f web pw $same --obfuscated --dry-run; z add f web pw $same --obfuscated;"

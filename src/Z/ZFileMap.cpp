@@ -36,14 +36,14 @@ int extend(int fd, unsigned long length) {
     return written == 1 ? 0 : written == 0 ? EIO : errno;
 }
 
-// Lowers the length to that of the file, which may be shorter than a moment ago.
-int limit(int fd, unsigned long& length) {
+// The length of the file that was opened, which may be another one than a moment ago.
+int takeLength(int fd, unsigned long& length) {
     struct stat status;
     if (fstat(fd, &status) != 0) return errno;
-    if (S_ISREG(status.st_mode) && status.st_size < static_cast<off_t>(length)) {
-        length = static_cast<unsigned long>(status.st_size);
-    }
-    return length == 0 ? EINVAL : 0;
+    if (!S_ISREG(status.st_mode)) return 0;
+    length = static_cast<unsigned long>(status.st_size);
+    if (length == 0) return EINVAL;
+    return static_cast<off_t>(length) == status.st_size ? 0 : EOVERFLOW;
 }
 
 }  // namespace
@@ -106,7 +106,7 @@ void* ZUnixFileMap_5_1::mapfile(int* err, unsigned long length) {
         return nullptr;
     }
     fd_ = fd;
-    *err = asWhole ? limit(fd, length) : 0;
+    *err = asWhole ? takeLength(fd, length) : 0;
     length_ = length;
     if (*err == 0 && mode_ == create) *err = extend(fd, length);
     if (*err == 0) {

@@ -6,11 +6,15 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
+#include <utility>
 
 #include "ZException.h"
+#include "ZFileId.h"
 #include "zraise.h"
 
 namespace z_5_1 {
@@ -22,17 +26,20 @@ constexpr char const api[] = "fopen(w)";
 constexpr char const accessList[] = "system.posix_acl_access";
 constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 
-FileId idOf(struct stat const& status) {
-    return {status.st_dev, status.st_ino};
-}
-
 int exchange(char const* one, char const* other) {
     return renameat2(AT_FDCWD, one, AT_FDCWD, other, RENAME_EXCHANGE);
 }
 
 // What both the main file's group and all others may do.
 mode_t common(mode_t mode) {
-    return mode & mode >> 3 & S_IRWXO;
+    return (mode & (mode >> 3)) & S_IRWXO;
+}
+
+// A name for mkostemp beside `name`, which itself may be as long as names can be.
+std::string temporaryName(std::string const& name) {
+    constexpr std::size_t longestBase = 240;
+    std::size_t const base = name.rfind('/') + 1;  // 0 without a folder
+    return name.substr(0, base + longestBase) + ".XXXXXX";
 }
 
 // The errno of an open for writing that does not follow links; 0 for a regular file.
@@ -43,12 +50,6 @@ int refusal(struct stat const& status) {
 }
 
 }  // namespace
-
-std::optional<FileId> fileId(char const* name) {
-    struct stat status;
-    if (stat(name, &status) != 0) return std::nullopt;
-    return idOf(status);
-}
 
 // ---- who may read it ----
 
@@ -70,8 +71,8 @@ bool PropDatabase::Access::isExceededBy(struct stat const& file) const {
     return foreignOwner || (file.st_mode & ~modeFor(file) & (S_IRGRP | S_IROTH));
 }
 
-// Only some may give a file away, and to the group alone some more.
-void PropDatabase::give(Access const& access) const {
+// Only some may give a file away, and to the group alone some more. Returns what came out.
+struct stat PropDatabase::give(Access const& access) const {
     struct stat file;
     if (fstat(descriptor_, &file) != 0) fail(errno);
     (void)!fchmod(descriptor_, file.st_mode & ownerOnly);
@@ -83,6 +84,17 @@ void PropDatabase::give(Access const& access) const {
     (void)!fchmod(descriptor_, access.modeFor(file));
     if (fstat(descriptor_, &file) != 0) fail(errno);
     if (access.isExceededBy(file)) fail(EPERM);
+    return file;
+}
+
+// The bits of the mode last: they are for the owner, the group and the list that they came with.
+void PropDatabase::giveBack() const noexcept {
+    struct stat const& former = former_->status;
+    std::string const& list = former_->list;
+    bool const isWhole =
+        fchown(descriptor_, former.st_uid, former.st_gid) == 0 &&
+        (list.empty() || fsetxattr(descriptor_, accessList, list.data(), list.size(), 0) == 0);
+    (void)!fchmod(descriptor_, former.st_mode & (isWhole ? 07777 : ownerOnly));
 }
 
 // ---- the file ----
@@ -92,7 +104,7 @@ PropDatabase::PropDatabase(char const* name, PropFile const& main, bool isItsOwn
     : name_(name) {
     struct stat const mainStatus = main.status();
     // A second descriptor of the main file, when closed, would take the record lock with it.
-    if (fileId(name) == idOf(mainStatus)) {
+    if (fileId(name) == fileId(mainStatus)) {
         raise(unit, ZPropertiesIOException_5_1(name, "access()", EINVAL));
     }
     struct stat former;
@@ -104,7 +116,9 @@ PropDatabase::PropDatabase(char const* name, PropFile const& main, bool isItsOwn
             ? accessOf(former, lgetxattr(name, accessList, nullptr, 0) > 0)
             : accessOf(mainStatus, fgetxattr(main.descriptor(), accessList, nullptr, 0) > 0);
     try {
-        if (!makeNew(access, bytes, size)) overwrite(access, bytes, size);
+        if (!makeNew(access, existed_ ? &former : nullptr, bytes, size)) {
+            overwrite(access, bytes, size);
+        }
     } catch (...) {
         undo();
         throw;
@@ -115,23 +129,33 @@ PropDatabase::~PropDatabase() {
     undo();
 }
 
-bool PropDatabase::makeNew(Access const& access, char const* bytes, std::size_t size) {
-    other_ = std::string(name_) + ".XXXXXX";
+bool PropDatabase::makeNew(Access const& access, struct stat const* former, char const* bytes,
+                           std::size_t size) {
+    auto mayOverwrite = [former](std::initializer_list<int> errors) {
+        return former && std::find(errors.begin(), errors.end(), errno) != errors.end();
+    };
+    other_ = temporaryName(name_);
     descriptor_ = mkostemp(&other_[0], O_CLOEXEC);
     if (descriptor_ == -1) {
         other_.clear();
-        bool const mayOverwrite = errno == EACCES || errno == EPERM || errno == EROFS;
-        if (existed_ && mayOverwrite) return false;
+        if (mayOverwrite({EACCES, EPERM, EROFS})) return false;
         fail(errno);
     }
-    give(access);
-    NewContent(descriptor_, name_, api, bytes, size).overwrite();
-    if (existed_ && exchange(other_.c_str(), name_) != 0) {
-        if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) fail(errno);
+    struct stat const made = give(access);
+    bool const losesOwner = former && !access.isGivenTo(made) && access.isGivenTo(*former);
+    if (losesOwner && ::access(name_, R_OK | W_OK) == 0) {
         undo();
         return false;
     }
-    if (!existed_) {
+    NewContent(descriptor_, name_, api, bytes, size).overwrite();
+    // The name passes to a file that a power failure does not empty.
+    if (retried([this] { return fdatasync(descriptor_); }) != 0) fail(errno);
+    if (former && exchange(other_.c_str(), name_) != 0) {
+        if (!mayOverwrite({EINVAL, ENOSYS, EOPNOTSUPP, EPERM, EACCES, EBUSY})) fail(errno);
+        undo();
+        return false;
+    }
+    if (!former) {
         if (std::rename(other_.c_str(), name_) != 0) fail(errno);
         other_.clear();
     }
@@ -144,10 +168,17 @@ void PropDatabase::overwrite(Access const& access, char const* bytes, std::size_
     constexpr int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     descriptor_ = retried([this] { return open(name_, flags); });
     if (descriptor_ == -1) fail(errno);
-    struct stat status;
-    if (fstat(descriptor_, &status) != 0) fail(errno);
-    if (int const error = refusal(status)) fail(error);
-    formerMode_ = status.st_mode;
+    Former former;
+    if (fstat(descriptor_, &former.status) != 0) fail(errno);
+    if (int const error = refusal(former.status)) fail(error);
+    ssize_t const listSize = fgetxattr(descriptor_, accessList, nullptr, 0);
+    if (listSize > 0) {
+        former.list.resize(static_cast<std::size_t>(listSize));
+        if (fgetxattr(descriptor_, accessList, &former.list[0], former.list.size()) != listSize) {
+            fail(errno);
+        }
+    }
+    former_ = std::move(former);
     give(access);
     content_.emplace(descriptor_, name_, api, bytes, size);
     content_->overwrite();
@@ -162,13 +193,16 @@ void PropDatabase::keep() noexcept {
 
 void PropDatabase::undo() noexcept {
     if (descriptor_ == -1) return;
-    if (published_ && !existed_) {
+    if (former_) {
+        if (content_) content_->putBack();
+        giveBack();
+    } else if (!published_) {
+        unlink(other_.c_str());
+    } else if (!existed_) {
         unlink(name_);
-    } else if (!published_ || exchange(other_.c_str(), name_) == 0) {
-        if (!other_.empty()) unlink(other_.c_str());
+    } else if (exchange(other_.c_str(), name_) == 0) {
+        unlink(other_.c_str());
     }
-    if (content_) content_->putBack();
-    if (formerMode_) (void)!fchmod(descriptor_, *formerMode_);
     close(descriptor_);
     descriptor_ = -1;
     other_.clear();

@@ -6,13 +6,14 @@
 // file, then its content, and then takes the name. So who may not read the main file can read it at
 // no moment, and a reader finds the whole old or the whole new database.
 //
-// Where the folder lets nobody make files, or the file system cannot exchange two names, the old
-// file is overwritten in place instead. Its mode is narrowed first; who holds it open from before
-// sees the new content, and a process that is killed meanwhile leaves an invalid database.
+// The old file is overwritten in place instead where no file can be made beside it or exchanged
+// with it, and where the new one would not get owner and group of the main file as the old one has
+// them. Its mode is narrowed first; who holds it open from before sees the new content, and a
+// process that is killed meanwhile leaves an invalid database.
 //
 // 1. The database is a regular file, no link, and another one than the main file.
-// 2. Until keep() is called, the destructor brings the old file back, or removes the new one where
-//    there was none.
+// 2. Until keep() is called, the destructor brings the old file back with content, owner, mode and
+//    access control list, or removes the new one where there was none.
 // 3. Access control lists are not copied. Where the main file has one, the bits of its group, which
 //    then stand for everybody in the list, give the database's group no more than others have.
 #ifndef Z_ZPROPDATABASE_H
@@ -24,12 +25,8 @@
 #include <string>
 
 #include "ZPropFile.h"
-#include "ZPropertiesImpl.h"
 
 namespace z_5_1 {
-
-// The file that `name` leads to; none when it cannot be looked at.
-std::optional<FileId> fileId(char const* name);
 
 class PropDatabase {
 public:
@@ -56,12 +53,22 @@ private:
         mode_t modeFor(struct stat const& file) const;
         // Whether somebody may read `file` who is not meant to, or could make it so.
         bool isExceededBy(struct stat const& file) const;
+        bool isGivenTo(struct stat const& file) const {
+            return file.st_uid == owner && file.st_gid == group;
+        }
+    };
+    // Owner, mode and access control list of a file that is overwritten.
+    struct Former {
+        struct stat status;
+        std::string list;
     };
     static Access accessOf(struct stat const& status, bool hasList);
 
-    bool makeNew(Access const& access, char const* bytes, std::size_t size);
+    bool makeNew(Access const& access, struct stat const* former, char const* bytes,
+                 std::size_t size);
     void overwrite(Access const& access, char const* bytes, std::size_t size);
-    void give(Access const& access) const;
+    struct stat give(Access const& access) const;
+    void giveBack() const noexcept;
     void undo() noexcept;
     [[noreturn]] void fail(int error, int line = __builtin_LINE()) const;
 
@@ -70,8 +77,8 @@ private:
     bool published_ = false;  // the new file has the name
     std::string other_;       // the name of the new file, and of the old one while it may come back
     int descriptor_ = -1;     // open until all is kept or undone
-    std::optional<NewContent> content_;  // when overwriting: what was there,
-    std::optional<mode_t> formerMode_;   // and its mode
+    std::optional<NewContent> content_;  // when overwriting
+    std::optional<Former> former_;       // the same
 };
 
 }  // namespace z_5_1

@@ -37,10 +37,9 @@ public:
     void leave() noexcept;
 
 private:
-    using Key = std::pair<dev_t, ino_t>;
     struct Table {
         std::mutex mutex;
-        std::map<Key, FileGuard> guards;
+        std::map<FileId, FileGuard> guards;
     };
     static Table& table() {
         static auto* only = new Table;
@@ -49,16 +48,16 @@ private:
 
     std::mutex mutex_;
     unsigned int users_ = 0;
-    Key key_;
+    FileId file_;
 };
 
 FileGuard* FileGuard::take(struct stat const& status) {
-    Key const key(status.st_dev, status.st_ino);
+    FileId const file = fileId(status);
     FileGuard* guard;
     {
         std::lock_guard<std::mutex> hold(table().mutex);
-        guard = &table().guards[key];
-        guard->key_ = key;
+        guard = &table().guards[file];
+        guard->file_ = file;
         ++guard->users_;
     }
     guard->mutex_.lock();
@@ -68,7 +67,7 @@ FileGuard* FileGuard::take(struct stat const& status) {
 void FileGuard::leave() noexcept {
     mutex_.unlock();
     std::lock_guard<std::mutex> hold(table().mutex);
-    if (--users_ == 0) table().guards.erase(key_);
+    if (--users_ == 0) table().guards.erase(file_);
 }
 
 // ---- content ----

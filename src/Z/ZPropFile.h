@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <string>
 
+#include "ZFileId.h"
 #include "zreport.h"
 
 namespace z_5_1 {
@@ -76,6 +77,7 @@ public:
     // A stream over the file, closed with it.
     std::FILE* stream() const { return stream_; }
     struct stat status() const;
+    FileId id() const { return fileId(status()); }
     int descriptor() const { return descriptor_; }
     // The file's modification time in seconds, `otherwise` when it cannot be had.
     long modificationTime(long otherwise) const;

@@ -29,8 +29,8 @@
 class ZPCache_5_1;
 class ZProperties_5_1;
 namespace z_5_1 {
+struct FileId;
 class HeldProperties;
-class PropFile;
 struct PropSlice;
 }  // namespace z_5_1
 
@@ -499,9 +499,11 @@ private:
 
     ZLCString_5_1 chooseFile(char const* file);
     void loadLocked(char const* file);
-    void loadDatabase(char const* file);
+    void loadDatabase(char const* file, z_5_1::FileId const& main);
     void storeLocked(char const* file);
-    void removeDatabase(z_5_1::PropFile const& main);
+    bool isOwnDatabase(char const* file, z_5_1::FileId const& main) const;
+    void knowDatabase(char const* name, char const* file, z_5_1::FileId const& main);
+    void removeDatabase(char const* file, z_5_1::FileId const& main);
     void reloadIfNeeded(char const* file, int force);
     char const* fileName() const { return fileName_.getChars(); }
 

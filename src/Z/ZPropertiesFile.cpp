@@ -1,5 +1,6 @@
 // ZPropertiesFile: how the engine loads, reloads and stores its file.
 // Subsystem: properties, layer 5. Test: tests/ZProperties_test.cpp
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <string>
 
 #include "ZBuffer.h"
 #include "ZException.h"
@@ -165,6 +167,11 @@ ZLCString_5_1 workingDirectory(std::size_t room, int line = __builtin_LINE()) {
     return ZLCString_5_1(buffer.chars);
 }
 
+std::string absolute(char const* file) {
+    if (*file == '/') return file;
+    return std::string(workingDirectory(databaseRoom).getChars()).append("/").append(file);
+}
+
 ZLCString_5_1 directoryOf(char const* file) {
     char const* slash = zstrrchr_5_1(zgetLCSHandle_5_1(), file, '/');
     if (!slash) return workingDirectory(directoryRoom);
@@ -189,13 +196,7 @@ void z_5_1::checkFileAccess(char const* file) {
 }
 
 void z_5_1::makeObfuscatedDBName(char const* file, ZLCString_5_1& out) {
-    ZLCString_5_1 name;
-    if (*file != '/') {
-        name = workingDirectory(databaseRoom);
-        name.append('/');
-    }
-    name.append(file).append(".obf");
-    out = name;
+    out = absolute(file).append(".obf").c_str();
 }
 
 // The first file that an instance hears of is remembered, whatever becomes of the operation.
@@ -219,7 +220,7 @@ void ZProperties_5_1::loadLocked(char const* file) {
     {
         z_5_1::PropFile in(file, z_5_1::PropFile::reading);
         store_->be_read(file, in.stream());
-        loadDatabase(file);
+        loadDatabase(file, in.id());
         time = in.modificationTime(fileTime_);
     }
     postLoad(file);
@@ -228,7 +229,7 @@ void ZProperties_5_1::loadLocked(char const* file) {
 }
 
 // Under the record lock of the main file, which guards both.
-void ZProperties_5_1::loadDatabase(char const* file) {
+void ZProperties_5_1::loadDatabase(char const* file, z_5_1::FileId const& main) {
     ZLCString_5_1 const name(store_->databaseName());
     if (name.isEmpty()) return;
     ZUnixFileMap_5_1 map(name, ZAbstractFileMap_5_1::readOnly, 1);
@@ -246,7 +247,7 @@ void ZProperties_5_1::loadDatabase(char const* file) {
     } content;
     content.buffer.setBufferNoCopy(map.length(), bytes);
     store_->be_read_obfuscated(content.buffer);
-    store_->database() = {z_5_1::fileId(name.getChars()), file};
+    store_->database() = {absolute(name.getChars()), absolute(file), main};
 }
 
 void ZProperties_5_1::reload(char const* file) {
@@ -276,11 +277,9 @@ void ZProperties_5_1::storeLocked(char const* file) {
     MemoryText text;
     store_->be_write(file, text.stream());
     text.finish();
-    std::optional<z_5_1::KnownDatabase>& known = store_->database();
-    bool const isItsOwn = !known || known->main == file;
     std::optional<z_5_1::PropDatabase> companion;
     if (database) {
-        companion.emplace(database, out, isItsOwn,
+        companion.emplace(database, out, isOwnDatabase(file, out.id()),
                           static_cast<char const*>(hidden.content.getBuffer()),
                           hidden.content.getLength());
     }
@@ -288,10 +287,9 @@ void ZProperties_5_1::storeLocked(char const* file) {
     if (companion) companion->keep();
     line.keep();
     if (database) {
-        store_->setDatabaseName(database);
-        known = {z_5_1::fileId(database), isItsOwn ? file : known->main};
+        knowDatabase(database, file, out.id());
     } else {
-        if (isItsOwn) removeDatabase(out);
+        removeDatabase(file, out.id());
         store_->delLine(z_5_1::databaseStanza, z_5_1::databaseKey);
     }
     long const time = out.modificationTime(fileTime_);
@@ -300,14 +298,38 @@ void ZProperties_5_1::storeLocked(char const* file) {
     resetModified();
 }
 
-// Only the file that this instance has read or written is known to be the database.
-void ZProperties_5_1::removeDatabase(z_5_1::PropFile const& main) {
-    char const* const name = store_->databaseName().getChars();
-    std::optional<z_5_1::FileId> const found = z_5_1::fileId(name);
-    struct stat const status = main.status();
-    bool const isMain = found == z_5_1::FileId(status.st_dev, status.st_ino);
-    if (found && !isMain && store_->database() && store_->database()->file == found) unlink(name);
+// A file that an editor replaced is the same by its name, one that was renamed by its inode.
+bool ZProperties_5_1::isOwnDatabase(char const* file, z_5_1::FileId const& main) const {
+    std::optional<z_5_1::KnownDatabase> const& known = store_->database();
+    return !known || known->mainFile == main || known->main == absolute(file);
+}
+
+// A second file that shares the database does not become its owner.
+void ZProperties_5_1::knowDatabase(char const* name, char const* file, z_5_1::FileId const& main) {
+    std::optional<z_5_1::KnownDatabase>& known = store_->database();
+    store_->setDatabaseName(name);
+    if (isOwnDatabase(file, main)) {
+        known = {absolute(name), absolute(file), main};
+    } else {
+        known->name = absolute(name);
+    }
+}
+
+// Only what this instance has read or written is known to be a database. Where its name cannot be
+// removed, its values are.
+void ZProperties_5_1::removeDatabase(char const* file, z_5_1::FileId const& main) {
+    std::optional<z_5_1::KnownDatabase> const known = store_->database();
+    if (!known || !isOwnDatabase(file, main)) return;
     store_->database().reset();
+    char const* const name = known->name.c_str();
+    if (known->name != absolute(store_->databaseName().getChars()) || z_5_1::fileId(name) == main ||
+        unlink(name) == 0 || errno == ENOENT) {
+        return;
+    }
+    int const descriptor = open(name, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor == -1) return;
+    (void)!ftruncate(descriptor, 0);
+    close(descriptor);
 }
 
 void ZProperties_5_1::writeText(char const* file, std::FILE* out) {

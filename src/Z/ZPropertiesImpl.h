@@ -16,8 +16,6 @@
 #ifndef Z_ZPROPERTIESIMPL_H
 #define Z_ZPROPERTIESIMPL_H
 
-#include <sys/types.h>
-
 #include <cstdio>
 #include <cstring>
 #include <list>
@@ -28,6 +26,7 @@
 #include <utility>
 #include <vector>
 
+#include "ZFileId.h"
 #include "ZKeyMap.h"
 #include "ZLCString.h"
 #include "ZList.h"
@@ -44,13 +43,12 @@ inline bool namesDatabase(char const* stanza, char const* key) {
     return std::strcmp(key, databaseKey) == 0 && std::strcmp(stanza, databaseStanza) == 0;
 }
 
-// One file among all: device and inode.
-using FileId = std::pair<dev_t, ino_t>;
-
-// The companion database that values came from or are in: which file, and whose it is.
+// The companion database that values came from or are in, and the main file that it belongs to.
+// Names are absolute.
 struct KnownDatabase {
-    std::optional<FileId> file;
+    std::string name;
     std::string main;
+    FileId mainFile;
 };
 
 }  // namespace z_5_1

@@ -181,12 +181,29 @@ bool isMissing(std::string const& file) {
     return stat(file.c_str(), &now) != 0 && errno == ENOENT;
 }
 
+// The key that names the database is there exactly while there are obfuscated values: the library
+// would silently take it out, or put it back.
+constexpr char const databaseStanza[] = "configuration-database";
+constexpr char const databaseKey[] = "file";
+
+bool namesDatabase(StanzaFile& file) {
+    return file.content().exists(databaseStanza, databaseKey) != 0;
+}
+
 // Two rules of the library, in words: a key's values are all of one kind, and what names the
 // database is none of its values. An empty value ends either kind.
-void requireKind(StanzaFile const& file, Arguments const& a) {
-    if (a.obfuscated && a.stanza == "configuration-database" && a.key == "file") {
-        throw Failure(usage, file.name(),
-                      keyOf(a) + " names the database and cannot be obfuscated");
+void requireKind(StanzaFile& file, Arguments const& a) {
+    if (a.stanza == databaseStanza && a.key == databaseKey) {
+        if (a.obfuscated || a.value.empty()) {
+            throw Failure(usage, file.name(),
+                          keyOf(a) + " names the database and cannot be " +
+                              (a.obfuscated ? "obfuscated" : "empty"));
+        }
+        if (!namesDatabase(file)) {
+            throw Failure(
+                usage, file.name(),
+                keyOf(a) + " names the database of obfuscated values, and there are none");
+        }
     }
     Values const values = file.values(a.stanza, a.key);
     if (a.value.empty() || values.texts.empty() || values.obfuscated == a.obfuscated) return;
@@ -292,6 +309,12 @@ int add(Arguments const& a, std::string& out) {
 
 int unset(Arguments const& a, std::string& out) {
     return change(a, out, [&a](StanzaFile& file) {
+        if (a.stanza == databaseStanza && (a.key.empty() || a.key == databaseKey) &&
+            namesDatabase(file)) {
+            throw Failure(usage, file.name(),
+                          "stanza [" + a.stanza +
+                              "] names the database; it goes with the last obfuscated value");
+        }
         if (a.key.empty()) {
             file.require(a.stanza);
             file.content().deleteStanza(a.stanza.c_str());
