@@ -116,8 +116,8 @@ TEST_F(ZStanza, Reads) {
 
 TEST_F(ZStanza, ChangesAndKeepsTheRest) {
     write("f", "# top\n\n[s]\n#b = 0\n\na = 1\n");
+    // A change, and the file after it.
     std::pair<std::string, char const*> const steps[] = {
-        // and the file after each
         {"set f s a ' 2 '", "# top\n\n[s]\n#b = 0\n\na =  2 \n"},
         {"set f s b 3", "# top\n\n[s]\n#b = 0\nb = 3\n\na = 2\n"},
         {"add f s a 4", "# top\n\n[s]\n#b = 0\nb = 3\n\na = 2\na = 4\n"},
