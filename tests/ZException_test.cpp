@@ -20,8 +20,7 @@ std::string textOf(ZException_5_1& exception) {
 // Thrown, caught as its base and cloned, it carries what it was given.
 void expect(ZException_5_1&& exception, char const* name, unsigned long code, char const* text) {
     SCOPED_TRACE(text);
-    EXPECT_TRUE(exception.who() == nullptr && exception.where() == 0);
-    EXPECT_EQ(exception.locationCount(), 1);
+    EXPECT_TRUE(exception.who() == nullptr && exception.locationCount() == 1);
     try {
         exception.throwException("src/Z/ZLock", 120);
         ADD_FAILURE() << "nothing was thrown";
@@ -81,10 +80,9 @@ TEST(ZException, NumberAndBooleanArriveAsTheirBase) {
     ZPropertiesInvalidNumValueException_5_1 number("f", "s", "k", "12abc");
     try {
         number.throwException("src/Z/ZProperties", 1);
-    } catch (ZPropertiesInvalidNumValueException_5_1&) {
-        FAIL() << "caught as its own class";
+        FAIL() << "nothing was thrown";
     } catch (ZPropertiesInvalidValueException_5_1& e) {
-        EXPECT_EQ(e.code(), 40u);
+        EXPECT_TRUE(typeid(e) == typeid(ZPropertiesInvalidValueException_5_1) && e.code() == 40);
         EXPECT_STREQ(e.value(), "12abc");
         EXPECT_STREQ(e.category(), "s");
         EXPECT_STREQ(e.propFile(), "f");
