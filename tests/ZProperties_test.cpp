@@ -261,6 +261,7 @@ TEST_F(ZProperties, StoreKeepsTheFile) {
 TEST_F(ZProperties, OtherProcessesAreNeverWaitedFor) {
     Properties p(ztest::write(file, "[s]\nk = 1\n"), 1);
     p.setValue("s", "k", "2");
+    p.setValue("s", "hidden", "v", 1);
     whileLocked(F_RDLCK, [&] {
         Properties reader(file.c_str(), 1);
         EXPECT_EQ(value(reader, "k"), "1");
@@ -271,6 +272,7 @@ TEST_F(ZProperties, OtherProcessesAreNeverWaitedFor) {
         expectIO([&] { Properties reader(file.c_str(), 1); }, "fcntl()", EAGAIN, file);
     });
     EXPECT_EQ(ztest::read(file), "[s]\nk = 1\n");
+    EXPECT_FALSE(std::filesystem::exists(file + ".obf"));
 }
 
 TEST_F(ZProperties, SharedInstancesFollowTheirFile) {
