@@ -29,7 +29,6 @@ TYPED_TEST(Editing, Capacity) {
     } const rows[] = {
         {95, [](S&) {}, 95},
         {96, [](S&) {}, 116},
-        {95, [](S& s) { s.append('y'); }, 116},
         {96, [](S& s) { s.append(x96.c_str(), 21); }, 117 + 24},
         {0, [](S& s) { s.setCapacity(S(x95.c_str(), 95).getCapacity()); }, 116},
         {0, [](S& s) { s.setCapacity(200), s.setCapacity(5); }, 200},
