@@ -55,6 +55,8 @@ TEST(ZException, CarriesNameCodeAndInsertsThroughThrowAndClone) {
            "Create failed for a process lock.  rc = 2 and the lock file name is f.");
     expect(ZInvalidResourceStateException_5_1("read"), "ZResourceException", 32,
            "An unexpected lock state was detected.  The current lock state is read.");
+    expect(ZAbstractNotImplementedException_5_1("x"), "ZAbstractNotImplementedException", 31,
+           "The requested function is not implemented.");
     expect(ZPropertiesMissingPropertyException_5_1("f", "s", "k"),
            "ZPropertiesMissingPropertyException", 28,
            "The configuration file f is missing the required attribute k in stanza s.");

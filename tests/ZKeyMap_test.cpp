@@ -85,9 +85,7 @@ TEST(ZHashKeyMap, OwnsCopiesOrKeepsPointers) {
         EXPECT_EQ(map.getEntry(equal[1]) == n[2], !owns);
         EXPECT_EQ(Number::live, 10 + 2 * owns);
         map.putEntry(equal[1], nullptr);
-        EXPECT_EQ(map.getEntry(n[1]), nullptr);
-        EXPECT_EQ(map.contains(n[1]), 1);
-        EXPECT_EQ(map.contains(n[3]), 0);
+        EXPECT_TRUE(map.getEntry(n[1]) == nullptr && map.contains(n[1]) && !map.contains(n[3]));
         ZArrayList_5_1 keys;
         map.listKeys(keys);
         EXPECT_EQ(keys.get(0) == equal[1], !owns) << "the key is replaced as well";
@@ -105,8 +103,7 @@ TEST(ZHashKeyMap, OwnsCopiesOrKeepsPointers) {
         EXPECT_EQ(map.isEmpty(), 1);
 
         ZKeyEntry_5_1 const entry(n[1], n[2], owns), other(equal[1], nullptr, owns);
-        EXPECT_EQ(entry.compare(other), 0);
-        EXPECT_EQ(entry.hash(), 1u);
+        EXPECT_TRUE(entry.compare(other) == 0 && entry.hash() == 1);
         EXPECT_EQ(entry.equals(other), 0) << "the other has not hashed yet";
         std::unique_ptr<ZObject_5_1> const copy(entry.clone());
         EXPECT_EQ(entry.equals(*copy), 1) << "a copy has the same hash";

@@ -18,20 +18,20 @@ std::string listed(ZMap_5_1 const& map) {
 }
 
 TEST(ZHashMap, ListsBucketByBucketInOrderOfInsertion) {
-    struct {
-        unsigned int capacity, buckets;
-    } const rows[] = {{0, 3}, {1, 3}, {2, 3}, {3, 4}, {10, 15}, {100, 150}};
+    std::pair<unsigned int, unsigned int> const rows[] = {{0, 3}, {1, 3},   {2, 3},
+                                                          {3, 4}, {10, 15}, {100, 150}};
     Numbers const n(400);
-    for (auto const& row : rows) {
-        ZHashMap_5_1 map(row.capacity), assigned(7);
+    for (auto const& [capacity, buckets] : rows) {
+        ZHashMap_5_1 map(capacity), assigned(7);
         ZArrayList_5_1 expected;
         for (int i = 399; i >= 0; --i) map.putEntry(n[i]);
-        for (unsigned int k = 0; k < 400 * row.buckets; ++k) {
-            if ((399 - k % 400) % row.buckets == k / 400)
-                expected.add(n[399 - static_cast<int>(k % 400)]);
+        for (unsigned int bucket = 0; bucket < buckets; ++bucket) {
+            for (int i = 399; i >= 0; --i) {
+                if (n[i]->hash() % buckets == bucket) expected.add(n[i]);
+            }
         }
         assigned = map;
-        EXPECT_EQ(listed(map), show(expected)) << row.capacity;
+        EXPECT_EQ(listed(map), show(expected)) << capacity;
         EXPECT_EQ(listed(assigned), show(expected)) << "it has as many buckets now";
     }
 }
@@ -50,8 +50,7 @@ void putReplaceRemove(char const* afterPutAll, int owns) {
         EXPECT_EQ(map.size(), 3u);
         EXPECT_EQ(Number::live, 18 + 3 * owns);
         map.removeEntry(n[5]), map.removeEntry(nullptr);
-        EXPECT_EQ(map.getEntry(n[5]), nullptr);
-        EXPECT_EQ(map.contains(nullptr) + map.contains(n[5]), 0);
+        EXPECT_FALSE(map.getEntry(n[5]) || map.contains(nullptr) || map.contains(n[5]));
 
         other.putEntry(equal[1]), other.putEntry(equal[4]), map.putAll(other);
         EXPECT_EQ(listed(map), afterPutAll);

@@ -37,9 +37,7 @@ protected:
 
 TEST_F(ZStanzaFileProperties, TextIsReadAndWrittenBack) {
     std::string const x8188(8188, 'x');
-    struct {
-        std::string text, after;
-    } const cases[] = {
+    std::pair<std::string, std::string> const cases[] = {
         {"", ""},
         {"[s]", "[s]\n"},
         {"# c\n\n[s]\na=1\n", "# c\n\n[s]\na = 1\n"},
@@ -52,7 +50,7 @@ TEST_F(ZStanzaFileProperties, TextIsReadAndWrittenBack) {
         {"[s]\na=" + x8188 + "\n", "[s]\na = " + x8188 + "\n"},
         {"[s]\na=" + x8188 + "yb=2\n", "[s]\na = " + x8188 + "y\nb = 2\n"},
     };
-    for (auto const& c : cases) EXPECT_EQ(stored(c.text, 1), c.after);
+    for (auto const& [text, after] : cases) EXPECT_EQ(stored(text, 1), after);
     std::string const tooLong = "[s]\na=1\n#" + x8188 + "yyy";
     EXPECT_THROW(stored(tooLong, 1), ZPropertiesInvalidDataException_5_1);
     EXPECT_EQ(ztest::read(file), tooLong);

@@ -295,20 +295,18 @@ TEST(tisCharacters, AreClassedByUnicodeInAnyLocale) {
     using Test = int (*)(tis_wchar);
     Test const tests[] = {tis_iswalnum, tis_iswalpha, tis_iswdigit,
                           tis_iswlower, tis_iswspace, tis_iswupper};
-    struct {
-        tis_wchar unit;
-        char const* classes;
-    } const rows[] = {{'a', "110100"},    {'Z', "110001"},   {'7', "101000"},    {' ', "000010"},
-                      {'\r', "000010"},   {'_', "000000"},   {0, "000000"},      {0x7F, "000000"},
-                      {0xE9, "110100"},   {0xC9, "110001"},  {0x3000, "000010"}, {0x2003, "000010"},
-                      {0xA0, "000000"},   {0x85, "000000"},  {0x3042, "110000"}, {0x416, "110001"},
-                      {0xD800, "000000"}, {0xFFFF, "000000"}};
+    std::pair<tis_wchar, char const*> const rows[] = {
+        {'a', "110100"},    {'Z', "110001"},   {'7', "101000"},    {' ', "000010"},
+        {'\r', "000010"},   {'_', "000000"},   {0, "000000"},      {0x7F, "000000"},
+        {0xE9, "110100"},   {0xC9, "110001"},  {0x3000, "000010"}, {0x2003, "000010"},
+        {0xA0, "000000"},   {0x85, "000000"},  {0x3042, "110000"}, {0x416, "110001"},
+        {0xD800, "000000"}, {0xFFFF, "000000"}};
     for (char const* locale : {"C", "tr_TR.UTF-8", "de_DE.ISO-8859-1"}) {
         ASSERT_STREQ(locale, std::setlocale(LC_ALL, locale));
-        for (auto const& row : rows) {
-            Text classes;
-            for (Test const test : tests) classes += test(row.unit) == 0 ? '0' : '1';
-            EXPECT_EQ(row.classes, classes) << row.unit << " in " << locale;
+        for (auto const& [unit, classes] : rows) {
+            Text found;
+            for (Test const test : tests) found += test(unit) == 0 ? '0' : '1';
+            EXPECT_EQ(classes, found) << unit << " in " << locale;
         }
         EXPECT_EQ(0, tis_iswdigit(0x0661));
     }
@@ -478,22 +476,20 @@ TEST(tisCase, IsFoldedInComparisonsAsTheLanguageHasIt) {
 }
 
 TEST(tisEnvironment, NamesTheLocaleAndServesItsCodeset) {
-    struct {
-        char const *locale, *codeset;
-    } const rows[] = {{"C", "ANSI_X3.4-1968"},      {"de_DE.ISO-8859-1", "ISO-8859-1"},
-                      {"ja_JP.EUC-JP", "EUC-JP"},   {"ja_JP.SJIS", "SHIFT_JIS"},
-                      {"zh_CN.GB18030", "GB18030"}, {"tr_TR.UTF-8", "UTF-8"}};
-    for (auto const& row : rows) {
-        ASSERT_STREQ(row.locale, std::setlocale(LC_ALL, row.locale)) << "is LOCPATH set?";
+    std::pair<char const*, char const*> const rows[] = {
+        {"C", "ANSI_X3.4-1968"},     {"de_DE.ISO-8859-1", "ISO-8859-1"}, {"ja_JP.EUC-JP", "EUC-JP"},
+        {"ja_JP.SJIS", "SHIFT_JIS"}, {"zh_CN.GB18030", "GB18030"},       {"tr_TR.UTF-8", "UTF-8"}};
+    for (auto const& [locale, codeset] : rows) {
+        ASSERT_STREQ(locale, std::setlocale(LC_ALL, locale)) << "is LOCPATH set?";
         char name[64] = "kept";
-        int const size = static_cast<int>(std::strlen(row.locale) + 1);
+        int const size = static_cast<int>(std::strlen(locale) + 1);
         EXPECT_EQ(-1, tis_os_lang_name(name, size - 1));
-        EXPECT_EQ(-1, tis_os_cs_name(name, static_cast<int>(std::strlen(row.codeset))));
+        EXPECT_EQ(-1, tis_os_cs_name(name, static_cast<int>(std::strlen(codeset))));
         EXPECT_STREQ("kept", name);
         EXPECT_EQ(0, tis_os_lang_name(name, size));
-        EXPECT_STREQ(row.locale, name);
+        EXPECT_STREQ(locale, name);
         EXPECT_EQ(0, tis_os_cs_name(name, sizeof name));
-        EXPECT_STREQ(row.codeset, name);
+        EXPECT_STREQ(codeset, name);
         EXPECT_EQ("x", converted(tis_to_utf8, Handle(name), "x"));
     }
     std::setlocale(LC_ALL, "C");
