@@ -3,7 +3,6 @@
 #include <Z/ZLCString.h>
 #include <Z/ZUTF8String.h>
 
-#include <cstdlib>
 #include <memory>
 
 #include "Strings.h"

@@ -2,7 +2,6 @@
 // Subsystem: collections, layer 2. Test: tests/ZArray_test.cpp
 #include <Z/ZArray.h>
 #include <Z/ZException.h>
-#include <gtest/gtest.h>
 
 #include <functional>
 
@@ -10,9 +9,7 @@
 
 namespace {
 
-using ztest::Number;
-using ztest::Numbers;
-using ztest::show;
+using ztest::Number, ztest::Numbers, ztest::show;
 
 TEST(ZArray, HoldsPointersOrClonesAndRefusesIndexesOutOfRange) {
     for (int owns : {0, 1}) {

@@ -2,7 +2,6 @@
 // Subsystem: model, layer 1. Test: tests/ZException_test.cpp
 #include <Z/ZException.h>
 #include <Z/ZMessage.h>
-#include <gtest/gtest.h>
 
 #include <memory>
 

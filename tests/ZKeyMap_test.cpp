@@ -1,7 +1,6 @@
 // ZKeyMap_test: the indexed key map against a hash map of plain entries, ownership, null values.
 // Subsystem: collections, layer 3. Test: tests/ZKeyMap_test.cpp
 #include <Z/ZKeyMap.h>
-#include <gtest/gtest.h>
 
 #include <random>
 
@@ -9,9 +8,7 @@
 
 namespace {
 
-using ztest::Number;
-using ztest::Numbers;
-using ztest::show;
+using ztest::Number, ztest::Numbers, ztest::show;
 
 std::string pairs(ZKeyMap_5_1 const& map) {
     ZArrayList_5_1 keys, values;

@@ -2,7 +2,6 @@
 // ZSortCompare.
 // Subsystem: collections, layer 2. Test: tests/ZList_test.cpp
 #include <Z/ZList.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 
@@ -10,9 +9,7 @@
 
 namespace {
 
-using ztest::Number;
-using ztest::Numbers;
-using ztest::show;
+using ztest::Number, ztest::Numbers, ztest::show;
 
 ZSortCompare_5_1 const& natural = ZSortCompare_5_1::defaultSortCompare();
 

@@ -1,15 +1,12 @@
 // ZMap_test: replacement in place, bucket order, ownership and the two kinds of iterators.
 // Subsystem: collections, layer 3. Test: tests/ZMap_test.cpp
 #include <Z/ZMap.h>
-#include <gtest/gtest.h>
 
 #include "Numbers.h"
 
 namespace {
 
-using ztest::Number;
-using ztest::Numbers;
-using ztest::show;
+using ztest::Number, ztest::Numbers, ztest::show;
 
 std::string listed(ZMap_5_1 const& map) {
     ZArrayList_5_1 list;

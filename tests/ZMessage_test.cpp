@@ -3,7 +3,6 @@
 #include <Z/ZException.h>
 #include <Z/ZMessage.h>
 #include <Z/ZUTF8String.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 
 #include <regex>

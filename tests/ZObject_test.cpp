@@ -1,7 +1,6 @@
 // ZObject_test: identity as default value, and memory that is never null.
 // Subsystem: model, layer 0. Test: tests/ZObject_test.cpp
 #include <Z/ZException.h>
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <new>

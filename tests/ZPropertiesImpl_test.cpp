@@ -2,7 +2,6 @@
 // Subsystem: properties, layer 4. Test: tests/ZPropertiesImpl_test.cpp
 #include <Z/ZException.h>
 #include <Z/ZSCFData.h>
-#include <gtest/gtest.h>
 
 #include "ZTest.h"
 
@@ -162,8 +161,7 @@ TEST(ZPropertiesImpl, ListsAreTheTruthOnceMade) {
     store.set("s", "a", static_cast<ZLCString_5_1*>(values->get(1))->getChars());
     EXPECT_EQ(joined(values), "2");
     store.setObfuscated("s", "a", "x");
-    EXPECT_EQ(values->size(), 0u);
-    EXPECT_TRUE(store.isObfuscated("s", "a") && store.hasObfuscatedItems());
+    EXPECT_TRUE(values->size() == 0 && store.isObfuscated("s", "a") && store.hasObfuscatedItems());
     EXPECT_EQ(joined(store.get("s", "a", Store::either)), "x");
     store.set("s", "a", "1");
     EXPECT_FALSE(store.isObfuscated("s", "a") || store.hasObfuscatedItems());
@@ -201,9 +199,8 @@ TEST(ZPropertiesImpl, IndexHoldsUnderManyChanges) {
             expected += key(i) + " = longer value\n";
         }
     }
-    EXPECT_EQ(store.keyCount("s"), 1667);
+    EXPECT_TRUE(store.keyCount("s") == 1667 && !store.contains("s", key(1).c_str()));
     EXPECT_EQ(textOf(store), expected);
-    EXPECT_FALSE(store.contains("s", key(1).c_str()));
 }
 
 TEST(ZPropertiesImpl, StanzaIsAKeyMapByItself) {
@@ -217,15 +214,12 @@ TEST(ZPropertiesImpl, StanzaIsAKeyMapByItself) {
     auto& pair = static_cast<ZArrayList_5_1&>(*copy.getEntry(&a));
     EXPECT_EQ(joined(static_cast<ZArrayList_5_1*>(pair.get(0))), "2 3");
     copy.removeEntry(&b);
-    EXPECT_FALSE(copy.contains(&b));
-    EXPECT_EQ(stanza.size(), 2u);
+    EXPECT_TRUE(!copy.contains(&b) && stanza.size() == 2);
     std::unique_ptr<ZObject_5_1> clone(copy.clone());
     copy.removeAll();
     EXPECT_TRUE(copy.isEmpty());
     EXPECT_EQ(joined(static_cast<ZPKVList_5_1&>(*clone).getKeys()), "a c");
     ZPropLine_5_1 const comment(1, "b"), head(4, "a"), same(4, "a");
-    EXPECT_LT(comment.compare(head), 0);
-    EXPECT_TRUE(head.equals(same));
     ZObfuscatedItem_5_1 const first("s", "k"), second("s", "l");
-    EXPECT_LT(first.compare(second), 0);
+    EXPECT_TRUE(comment.compare(head) < 0 && head.equals(same) && first.compare(second) < 0);
 }

@@ -3,7 +3,6 @@
 #include <Z/ZException.h>
 #include <Z/ZStanzaFileProperties.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <utime.h>
 
@@ -150,8 +149,7 @@ TEST_F(ZProperties, EntryIterator) {
         EXPECT_EQ(i.nextEntry()->size(), 2u);
         EXPECT_STREQ(i.entryName(), "a");
         EXPECT_STREQ(i.entryValue(1), "2");
-        EXPECT_THROW(i.entryValue(2), Refused);
-        EXPECT_THROW(i.entryValue(-1), Refused);
+        for (int index : {2, -1}) EXPECT_THROW(i.entryValue(index), Refused);
         i.nextEntry();
         EXPECT_EQ(i.valueCount(), 0);
         EXPECT_THROW(i.entryValue(0), Refused);
@@ -162,8 +160,7 @@ TEST_F(ZProperties, EntryIterator) {
         p.reload(nullptr);
         EXPECT_EQ(i.keyCount(), 2);
     }
-    EXPECT_EQ(ZStanzaIterator_5_1(p, "absent").hasMore(), 0);
-    EXPECT_EQ(ZStanzaIterator_5_1(p).keyCount(), 0);
+    EXPECT_FALSE(ZStanzaIterator_5_1(p, "absent").hasMore() || ZStanzaIterator_5_1(p).keyCount());
     EXPECT_THROW(ZStanzaIterator_5_1(p, nullptr), Refused);
     EXPECT_EQ(p.numValues("x.y"), 1);
 }
@@ -209,8 +206,7 @@ TEST_F(ZProperties, ValuesIterator) {
         i.addValue("b");
         p.setValue("s", "e", "c");  // under the iterator
         i.addValue("d");
-        EXPECT_EQ(i.valueCount(), 2);
-        EXPECT_TRUE(i.isValid());
+        EXPECT_TRUE(i.valueCount() == 2 && i.isValid());
     }
     for (char const* value : {"x", "y"}) p.addValue("s", "o", value, 1);
     EXPECT_THROW(Values(p, "s", "o", ZPropLCString, Values::PLAIN), Refused);
@@ -221,8 +217,7 @@ TEST_F(ZProperties, ValuesIterator) {
     Values i(p, "s", "o", ZPropLCString, Values::ANY);
     i.nextValue();
     i.removeValue();  // the first obfuscated value takes the others with it
-    EXPECT_FALSE(p.isObfuscated("s", "o"));
-    EXPECT_EQ(p.numValues("s", "o"), 0);
+    EXPECT_FALSE(p.isObfuscated("s", "o") || p.numValues("s", "o"));
 }
 
 TEST_F(ZProperties, FilesThatCannotBeReadOrWritten) {

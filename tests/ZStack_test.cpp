@@ -1,7 +1,6 @@
 // ZStack_test: last in, first out, and what a pushed null does.
 // Subsystem: collections, layer 2. Test: tests/ZStack_test.cpp
 #include <Z/ZStack.h>
-#include <gtest/gtest.h>
 
 #include "Numbers.h"
 

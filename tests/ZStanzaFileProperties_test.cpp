@@ -2,7 +2,6 @@
 // Subsystem: properties, layer 6. Test: tests/ZStanzaFileProperties_test.cpp
 #include <Z/ZException.h>
 #include <Z/ZStanzaFileProperties.h>
-#include <gtest/gtest.h>
 
 #include "ZTest.h"
 

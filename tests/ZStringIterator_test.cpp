@@ -3,7 +3,6 @@
 #include <Z/ZStringIterator.h>
 
 #include <memory>
-#include <vector>
 
 #include "Strings.h"
 #include "ZTest.h"

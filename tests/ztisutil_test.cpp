@@ -5,7 +5,6 @@
 #include <Z/ztisutil.h>
 #include <langinfo.h>
 
-#include <climits>
 #include <clocale>
 
 #include "ZTest.h"

@@ -3,6 +3,7 @@
 #define Z_TESTS_NUMBERS_H
 
 #include <Z/ZList.h>
+#include <gtest/gtest.h>
 
 #include <memory>
 #include <stdexcept>
