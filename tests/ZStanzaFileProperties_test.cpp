@@ -68,12 +68,10 @@ TEST_F(ZStanzaFileProperties, InvalidDataIsNamed) {
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(c.text);
-        char const* const name = ztest::write(file, c.text);
-        auto const e =
-            ztest::caught<ZPropertiesInvalidDataException_5_1>([&] { Properties(name, 1); });
+        auto const load = [&] { Properties p(ztest::write(file, c.text), 1); };
+        auto const e = ztest::caught<ZPropertiesInvalidDataException_5_1>(load);
         EXPECT_STREQ(e.baddata(), c.data);
-        EXPECT_EQ(e.badline(), c.line);
-        EXPECT_STREQ(e.propFile(), name);
+        EXPECT_TRUE(e.badline() == c.line && e.propFile() == file);
         EXPECT_STREQ(e.who(), "src/Z/ZStanzaFileProperties");
     }
     // What was read before stays; what cannot be told apart later is refused while it is new.
@@ -107,8 +105,7 @@ TEST_F(ZStanzaFileProperties, WhatAFileCannotHoldIsRefused) {
         EXPECT_THROW(i.changeValue("a\nb"), Refused);
         EXPECT_THROW(i.addValue("a\nb"), Refused);
     }
-    EXPECT_FALSE(p.isModified());
-    EXPECT_EQ(p.count() + p.count("s"), 2);
+    EXPECT_TRUE(!p.isModified() && p.count() == 1 && p.count("s") == 1);
     p.setValue("s", "secret", "a\nb", 1);
     EXPECT_EQ(values(p, "secret"), "a\nb");
     EXPECT_THROW(p.addValue("s", "secret", "plain", 0), Refused);
@@ -117,11 +114,8 @@ TEST_F(ZStanzaFileProperties, WhatAFileCannotHoldIsRefused) {
 TEST_F(ZStanzaFileProperties, AddedValuesAreSearchedFromWhereTheSearchStopped) {
     struct {
         char const *present, *added, *after;
-    } const cases[] = {{"", "aba", "ab"},
-                       {"ab", "ba", "aba"},
-                       {"ab", "ab", "ab"},
-                       {"ab", "cab", "abcab"},
-                       {"a", "A", "aA"}};
+    } const cases[] = {{"", "aba", "ab"},      {"ab", "ba", "aba"}, {"ab", "ab", "ab"},
+                       {"ab", "cab", "abcab"}, {"a", "A", "aA"},    {"b", "ab", "bab"}};
     for (auto const& c : cases) {
         Properties p(1);
         ZArrayList_5_1 list(1, 1);
@@ -138,8 +132,7 @@ TEST_F(ZStanzaFileProperties, AddedValuesAreSearchedFromWhereTheSearchStopped) {
 }
 
 TEST_F(ZStanzaFileProperties, BatchesAndPairs) {
-    Properties p(ztest::write(file, "[s]\nn=0x10\nb=yes\nt=h\xC3\xA9llo\nl=1\nl=2\ne=\nbad=x\n"),
-                 1);
+    Properties p(ztest::write(file, "[s]\nn=0x10\nb=yes\nt=t\xC3\xA9\nl=1\nl=2\ne=\nbad=x\n"), 1);
     int truth = 0;
     unsigned int number = 0, fallback = 0;
     ZUTF8String_5_1 text, missing;
@@ -156,10 +149,9 @@ TEST_F(ZStanzaFileProperties, BatchesAndPairs) {
                                 {9, "s", "n", 0, &number, 0}};
     EXPECT_THROW(p.getItems(items, 9), Refused);  // the last one
     EXPECT_TRUE(truth == 1 && number == 16 && fallback == 7);
-    EXPECT_STREQ(text.getChars(), "h\xC3\xA9llo");
+    EXPECT_STREQ(text.getChars(), "t\xC3\xA9");
     EXPECT_STREQ(missing.getChars(), "none");
-    EXPECT_EQ(local.size(), 2u);
-    EXPECT_EQ(utf8.get(0)->compare(text), 0);
+    EXPECT_TRUE(local.size() == 2 && utf8.get(0)->compare(text) == 0);
     ASSERT_EQ(pairs.getItemCount(), 6);
     EXPECT_STREQ(pairs.getItemKey(2)->getChars(), "t");
     EXPECT_EQ(pairs.getItemValue(2)->compare(text), 0);
