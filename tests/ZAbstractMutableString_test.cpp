@@ -17,8 +17,7 @@ using Kinds = testing::Types<ZLCString_5_1, ZUTF8String_5_1>;
 TYPED_TEST_SUITE(Editing, Kinds);
 
 using ztest::bytes;
-std::string const x95(95, 'x');
-std::string const x96(96, 'x');
+std::string const x95(95, 'x'), x96(96, 'x'), x192(192, 'x');
 
 TYPED_TEST(Editing, Capacity) {
     using S = TypeParam;
@@ -37,8 +36,7 @@ TYPED_TEST(Editing, Capacity) {
         {96, [](S& s) { s.trunc(1).prepend("y"); }, 95},
         {96, [](S& s) { s.clear(); }, 116},
         {96, [](S& s) { s.init(); }, 95},
-        {0, [](S& s) { s.setCapacity(S((x96 + x96).c_str()).subString(92, 3).getCapacity()); },
-         121},
+        {0, [](S& s) { s.setCapacity(S(x192.c_str()).subString(92, 3).getCapacity()); }, 121},
     };
     for (auto const& row : rows) {
         S text(std::string(row.bytes, 'x').c_str());
@@ -69,8 +67,7 @@ TYPED_TEST(Editing, OneStep) {
         {"aXbX", [](S& s) { s.lower().replace('x', 'y').upper(); }, "AYBY"},
         {"a.b.c", [](S& s) { s.replace(".", "::"); }, "a::b::c"},
         {"aaa", [](S& s) { s.replace("aa", "b").replace('\0', 'x').trunc(3); }, "ba"},
-        {"a.b.c", [](S& s) { s.replace(".", nullptr).replace("", "x").replace(nullptr, "x"); },
-         "abc"},
+        {"a.b", [](S& s) { s.replace(".", nullptr).replace("", "x").replace(nullptr, "x"); }, "ab"},
         {"a1b22", [](S& s) { s.replaceAll("12", '#').replaceAll(nullptr, 'x'); }, "a#b##"},
         {"a1b22", [](S& s) { s.replaceAll("12", '\0'); }, "ab"},
         {"a1b22", [](S& s) { s.replaceAll("12", "<12>"); }, "a<12>b<12><12>"},
@@ -183,7 +180,7 @@ TYPED_TEST(Editing, LackOfMemory) {
         std::string const before = bytes(*target);
         EXPECT_TRUE(refused([&] { target->setCapacity(3u << 30); }));
         EXPECT_EQ(target->getCapacity(), 3u << 30);
-        EXPECT_TRUE(refused([&] { target->append((x96 + x96).c_str()); }));
+        EXPECT_TRUE(refused([&] { target->append(x192.c_str()); }));
         EXPECT_EQ(bytes(target->append("")), before);
         EXPECT_EQ(bytes(target->trunc(0).append("still works")), "still works");
     }

@@ -13,15 +13,13 @@ namespace {
 
 std::string const thread = " Thread: " + std::to_string(static_cast<int>(pthread_self())) + "\n";
 
-class Numbered : public ZZException_5_1 {
-public:
+struct Numbered : ZZException_5_1 {
     explicit Numbered(int code) : ZZException_5_1(code, "Numbered") {}
     ZObject_5_1* clone() const override { return nullptr; }
     void throwException(char const*, int) override {}
 };
 
-class Recorder : public ZDefaultMessageService_5_1 {
-public:
+struct Recorder : ZDefaultMessageService_5_1 {
     using ZDefaultMessageService_5_1::outputException;
     void outputException(ZException_5_1& e) const override { last = e.code(); }
     mutable unsigned long last = 0;
@@ -62,8 +60,7 @@ TEST(ZMessage, MessageReport) {
 TEST(ZMessage, ServicesAreExchanged) {
     Recorder recorder;
     ZMessageService_5_1::setMessageService(&recorder);
-    ZUnsupportedException_5_1 e;
-    e.dumpException();
+    ZUnsupportedException_5_1().dumpException();
     EXPECT_EQ(recorder.last, 48u);
     ZMessageService_5_1::setMessageService(nullptr);
     EXPECT_EQ(ZMessageService_5_1::messageService(), ZMessageService_5_1::defaultMessageService());

@@ -180,9 +180,8 @@ TEST(ZPropertiesImpl, OneNameFormsSplitAtTheFirstDot) {
     store.addLineComment("x.y", "# c");
     store.delLine("x.y");
     EXPECT_EQ(textOf(store), "\n[x.y]\nk = 1\n\n# c\n");
-    for (char const* name : {static_cast<char const*>(nullptr), "x"}) {
-        EXPECT_THROW(store.get(name, Store::either), ZInvalidParameterException_5_1);
-    }
+    EXPECT_THROW(store.get("x", Store::either), ZInvalidParameterException_5_1);
+    EXPECT_THROW(store.get(nullptr, Store::either), ZInvalidParameterException_5_1);
 }
 
 // Many keys in one stanza, in and out, against what must be left.

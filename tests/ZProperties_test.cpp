@@ -25,8 +25,7 @@ struct Recorder : ZObserverInterface_5_1 {
     std::string seen;
 };
 
-class ZProperties : public testing::Test {
-protected:
+struct ZProperties : testing::Test {
     void expectIO(std::function<void()> const& run, char const* api, int error,
                   std::string const& name) {
         auto const e = ztest::caught<ZPropertiesIOException_5_1>(run);
@@ -114,8 +113,7 @@ TEST_F(ZProperties, GettersAndTheirFailures) {
 TEST_F(ZProperties, SettersChangeAndAnnounce) {
     Properties p(1);
     Recorder recorder;
-    p.addObserver(&recorder);
-    p.addObserver(nullptr);
+    p.addObserver(&recorder), p.addObserver(nullptr);
     p.setValue("s", "k", ZUTF8String_5_1("h\xC3\xA9"), 0);
     p.setIntegerValue("s", "n", 4294967295u);
     p.setBooleanValue("s", "b", 2);
@@ -135,8 +133,7 @@ TEST_F(ZProperties, SettersChangeAndAnnounce) {
     EXPECT_FALSE(p.isObfuscated("s", "o"));
     recorder.seen.clear();
     p.reload(ztest::write(file, "[s]\nk = 1\n"));
-    EXPECT_EQ(recorder.seen, "");
-    EXPECT_FALSE(p.isModified());
+    EXPECT_TRUE(recorder.seen.empty() && !p.isModified());
     EXPECT_EQ(value(p, "k"), "1");
 }
 
@@ -243,8 +240,7 @@ TEST_F(ZProperties, StoreKeepsTheFile) {
     p.store(nullptr);
     stat(file.c_str(), &after);
     EXPECT_EQ(ztest::read(file), "[s]\nk = v\n");
-    EXPECT_EQ(after.st_ino, before.st_ino);
-    EXPECT_EQ(after.st_mode, before.st_mode);
+    EXPECT_TRUE(after.st_ino == before.st_ino && after.st_mode == before.st_mode);
 }
 
 TEST_F(ZProperties, OtherProcessesAreNeverWaitedFor) {

@@ -10,8 +10,7 @@ namespace {
 using Properties = ZStanzaFileProperties_5_1;
 using Refused = ZInvalidParameterException_5_1;
 
-class ZStanzaFileProperties : public testing::Test {
-protected:
+struct ZStanzaFileProperties : testing::Test {
     // What a file of this text is after load and store.
     std::string stored(std::string const& text, int keepLayout) {
         Properties p(ztest::write(file, text), keepLayout);
@@ -160,8 +159,7 @@ TEST_F(ZStanzaFileProperties, BatchesAndPairs) {
     ZPropertiesKVList_5_1 copy(ZPropLCString);
     copy = pairs;
     EXPECT_STREQ(copy.getItemValue(3)->getChars(), "1");
-    items[0].type = 2;
-    items[0].key = "bad";
+    items[0].type = 2, items[0].key = "bad";
     EXPECT_THROW(p.getItems(items, 1), ZPropertiesInvalidValueException_5_1);
     EXPECT_THROW(p.getItems(nullptr, 1), Refused);
     EXPECT_THROW(p.getItems(items, 0), Refused);

@@ -10,13 +10,13 @@ namespace {
 
 static_assert(std::is_convertible_v<ZTISUTF8Converter_5_1*, ZObject_5_1*>);
 static_assert(!std::is_copy_constructible_v<ZTISUTF8Converter_5_1>);
+static_assert(std::has_virtual_destructor_v<ZUTF8ConverterInterface_5_1>);
 
 TEST(ZTISUTF8Converter, ConvertsWithTheTerminator) {
     struct {
         char const *codeset, *local, *utf8;
     } const rows[] = {{"ISO-8859-1", "\xE9", "\xC3\xA9"},
                       {"EUC-JP", "a\xC6\xFC", "a\xE6\x97\xA5"},
-                      {"UTF8", "a\xE6\x97\xA5", "a\xE6\x97\xA5"},
                       {"no such codeset", "ascii", "ascii"},
                       {"", "", ""},
                       {"ISO-8859-1", nullptr, nullptr}};
@@ -44,12 +44,9 @@ TEST(ZTISUTF8Converter, KeepsQuietAboutFailures) {
                   EXPECT_EQ(out.getLength(), 4u);
               }),
               "");
-    EXPECT_TRUE(none.getLocalCodeSet().isEmpty());
-    EXPECT_EQ(latin1.clone(), nullptr);
+    EXPECT_TRUE(none.getLocalCodeSet().isEmpty() && latin1.clone() == nullptr);
     ZTISUTF8Converter_5_1 const system(nullptr, nullptr);
     EXPECT_STREQ(system.getLocalCodeSet(), "UTF-8");
-    ZUTF8ConverterInterface_5_1* const owned = new ZTISUTF8Converter_5_1("EUC-JP", nullptr);
-    delete owned;
 }
 
 TEST(ZTISUTF8Converter, NeedsTheEnvironmentOrADirectory) {

@@ -23,8 +23,7 @@ std::string line(std::string const& text) {
     return text + "\n";
 }
 
-class ZStanza : public testing::Test {
-protected:
+struct ZStanza : testing::Test {
     void SetUp() override {
         fs::path program =
             fs::read_symlink("/proc/self/exe").parent_path() / "../src/zstanza/zstanza";
@@ -144,8 +143,7 @@ TEST_F(ZStanza, RefusesAndLeavesTheFile) {
     write("bad", "[s]\na = 1\n[s] x\ty\n");
     write("nokey", "\n[s]\n  = 1 \n");
     write("text", "hello\x1b[31m\n");
-    write("early", "a=b\n[s]\n");
-    write("open", "[s\n");
+    write("early", "a=b\n[s]\n"), write("open", "[s\n");
     fs::create_directory("folder");
     auto before = fs::last_write_time("f") - std::chrono::hours(1);
     fs::last_write_time("f", before);

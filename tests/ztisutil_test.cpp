@@ -31,10 +31,10 @@ TEST(Start, AdoptsTheLocale) {
     EXPECT_STREQ(zgetlocale_5_1(), std::getenv("LC_ALL"));
     EXPECT_STREQ(zgetLocalCodesetName_5_1(), nl_langinfo(CODESET));
     EXPECT_STREQ(setlocale(LC_COLLATE, nullptr), std::getenv("LC_ALL"));
-    EXPECT_TRUE(zgetLCSHandle_5_1() != nullptr && zgetUTF8Handle_5_1() != nullptr);
-    EXPECT_NE(zgetUTF8Handle_5_1(), zgetLCSHandle_5_1());
-    EXPECT_TRUE(zgetLCSHandle_5_1() == ZLCString_5_1().getCodesetHandle() &&
-                zgetUTF8Handle_5_1() == ZUTF8ConstString_5_1().getCodesetHandle());
+    void *const local = zgetLCSHandle_5_1(), *const utf8 = zgetUTF8Handle_5_1();
+    EXPECT_TRUE(local != nullptr && utf8 != nullptr && local != utf8);
+    EXPECT_EQ(ZLCString_5_1().getCodesetHandle(), local);
+    EXPECT_EQ(ZUTF8ConstString_5_1().getCodesetHandle(), utf8);
     ZLCString_5_1 name("old");
     EXPECT_TRUE(ZGetLocale(name) == 0 && name == zgetlocale_5_1());
     EXPECT_TRUE(zset_cs_dir_5_1(nullptr) == 0 && zset_cs_dir_5_1("/anywhere") == 0);
