@@ -40,17 +40,11 @@ TEST_F(ZFileMap, Modes) {
         int err;
         long sizeAfter;  // 0 for none
     } const rows[] = {
-        {Map::readOnly, "empty", 0, EINVAL, 0},
-        {Map::create, "missing", 0, EINVAL, 0},
-        {Map::readOnly, "missing", 100, ENOENT, 0},
-        {Map::readWrite, "missing", 100, ENOENT, 0},
-        {Map::readOnly, "abc", 0, 0, 3},
-        {Map::readOnly, "abc", ULONG_MAX, ENOMEM, 3},
-        {Map::create, "abc", 2, 0, 3},
-        {Map::create, "abc", 5000, 0, 5000},
-        {-7, "abc", 4, 0, 3},
-        {Map::create, "missing", 4096, 0, 4096},
-        {Map::readOnly, "fifo", 1, ENODEV, 0},
+        {Map::readOnly, "empty", 0, EINVAL, 0},       {Map::create, "missing", 0, EINVAL, 0},
+        {Map::readWrite, "missing", 100, ENOENT, 0},  {Map::readOnly, "abc", 0, 0, 3},
+        {Map::readOnly, "abc", ULONG_MAX, ENOMEM, 3}, {Map::create, "abc", 2, 0, 3},
+        {Map::create, "abc", 5000, 0, 5000},          {-7, "abc", 4, 0, 3},
+        {Map::create, "missing", 4096, 0, 4096},      {Map::readOnly, "fifo", 1, ENODEV, 0},
         {Map::create, "fifo", 1, ENODEV, 0},
     };
     mkfifo((folder / "fifo").c_str(), 0600);
@@ -68,10 +62,11 @@ TEST_F(ZFileMap, Modes) {
         EXPECT_EQ(status.st_size, row.sizeAfter);
         if (row.err != 0) continue;
         EXPECT_EQ(file.length(), row.length ? row.length : 3);
-        EXPECT_STREQ(address, row.name[0] == 'm' ? "" : "abc");
-        EXPECT_TRUE(row.name[0] != 'm' || (status.st_mode & 0777) == 0600);
-        if (row.mode != Map::readOnly) address[0] = 'X';
-        EXPECT_EQ(ztest::read(folder / row.name)[0], row.mode != Map::readOnly ? 'X' : 'a');
+        bool const made = row.name[0] == 'm', writes = row.mode != Map::readOnly;
+        EXPECT_STREQ(address, made ? "" : "abc");
+        EXPECT_TRUE(!made || (status.st_mode & 0777) == 0600);
+        if (writes) address[0] = 'X';
+        EXPECT_EQ(ztest::read(folder / row.name)[0], writes ? 'X' : 'a');
     }
 }
 
@@ -85,19 +80,18 @@ TEST_F(ZFileMap, ReleasesAndCopies) {
     EXPECT_EQ(held(), 2) << "the first mapping is gone";
     EXPECT_EQ(fcntl(next, F_GETFD), FD_CLOEXEC);
     Map const copy(file);
-    EXPECT_EQ(copy.address(), nullptr);
     EXPECT_STREQ(copy.fileName().getChars(), (folder / "abc").c_str());
     file = *&file, file = copy, other = copy;
     EXPECT_EQ(file.length(), 2u);
-    EXPECT_EQ(other.address(), nullptr);
+    EXPECT_TRUE(!copy.address() && !other.address());
     other = file;
     EXPECT_STREQ(static_cast<char*>(other.address()), "abc");
     close(next);
-    file.unmapfile(&err);
-    EXPECT_EQ(err, EBADF);
-    err = 77;
-    file.unmapfile(&err);
-    EXPECT_EQ(err, 77);
+    for (int error : {EBADF, 77}) {
+        err = 77;
+        file.unmapfile(&err);
+        EXPECT_EQ(err, error);
+    }
 }
 
 TEST_F(ZFileMap, SystemLimits) {
@@ -106,15 +100,15 @@ TEST_F(ZFileMap, SystemLimits) {
     map("large").mapfile(&err, 0);
     EXPECT_EQ(err, sizeof(long) == 4 ? EOVERFLOW : 0);
     auto error = [&] { return map("new", Map::create).mapfile(&err, 5000) ? 0 : err; };
-    EXPECT_EQ(ztest::inProcess([&] {
-                  struct rlimit const small = {100, 100};
-                  signal(SIGXFSZ, SIG_IGN), setrlimit(RLIMIT_FSIZE, &small);
-                  return error();
-              }),
-              EFBIG);
-    EXPECT_EQ(ztest::inProcess([&] { return close(0), 10 * error() + fcntl(0, F_GETFD); }),
-              10 * ENOENT - 1)
-        << "descriptor 0 stands for no file, and is closed";
+    int const tooLarge = ztest::inProcess([&] {
+        struct rlimit const small = {100, 100};
+        signal(SIGXFSZ, SIG_IGN), setrlimit(RLIMIT_FSIZE, &small);
+        return error();
+    });
+    EXPECT_EQ(tooLarge, EFBIG);
+    // Descriptor 0 stands for no file, and is closed.
+    int const zero = ztest::inProcess([&] { return close(0), 10 * error() + fcntl(0, F_GETFD); });
+    EXPECT_EQ(zero, 10 * ENOENT - 1);
 }
 
 }  // namespace

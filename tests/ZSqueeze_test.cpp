@@ -23,9 +23,8 @@ TEST(ZSqueeze, BringsBlocksBack) {
         Block block;
         while (static_cast<int>(block.size()) < size)
             block += static_cast<unsigned char>(random() % (size == 100 ? 3 : 256));
-        ZSqueeze_5_1 original;
-        original.setSource(block.data(), block.size());
-        ZSqueeze_5_1 const squeezer(original);
+        ZSqueeze_5_1 squeezer;
+        squeezer.setSource(block.data(), block.size());
         auto const length = static_cast<unsigned int>(squeezer.squeeze(out, sizeof out));
         Block packed(out, length);
         EXPECT_EQ(unsqueezed(packed + packed, sizeof out), size) << "what follows is ignored";
