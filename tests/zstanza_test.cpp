@@ -19,10 +19,6 @@ struct Case {
     std::string err = "";
 };
 
-std::string line(std::string const& text) {
-    return text + "\n";
-}
-
 struct ZStanza : testing::Test {
     void SetUp() override {
         fs::path program =
@@ -89,14 +85,13 @@ TEST_F(ZStanza, Reads) {
          "zstanza: f: key nowhere of stanza [web]: no number: x\n"},
         {"z get f web nowhere --default= --all; z get f --version | wc -l", 0, "\n1\n"},
         {"z get f -- ' a b ' -k", 0, "-v = w\n"},
-        {"z get f web listen --json --int --all", 0,
-         line(R"({"file":"f","stanza":"web","key":"listen","values":[31,8]})")},
-        {"z get f web flag --json --bool", 0,
-         line(R"({"file":"f","stanza":"web","key":"flag","value":true})")},
-        {"z get umlaut s k --json", 0,
-         line(R"({"file":"umlaut","stanza":"s","key":"k","value":"\"ü\""})")},
-        {"z get latin s k", 0, "caf\xe9\n"},
-        {"z get latin s k --json", 5, "",
+        {"z get f web listen --json --int --all; z get f web flag --json --bool;"
+         "z get umlaut s k --json",
+         0, R"({"file":"f","stanza":"web","key":"listen","values":[31,8]}
+{"file":"f","stanza":"web","key":"flag","value":true}
+{"file":"umlaut","stanza":"s","key":"k","value":"\"ü\""}
+)"},
+        {"z get latin s k; z get latin s k --json", 5, "caf\xe9\n",
          "zstanza: latin: not text of the local codeset, so JSON cannot hold it: caf\\xe9\n"},
         // In the C locale that text of UTF-8 is none.
         {"env LC_ALL=C \"$z\" get umlaut s k --json | wc -c", 0, "0\n",
@@ -157,17 +152,13 @@ TEST_F(ZStanza, RefusesAndLeavesTheFile) {
         {"z unset f nowhere --dry-run", 1, "", "zstanza: f: no stanza [nowhere]\n"},
         {"z comment f web nowhere --text t", 1, "", "zstanza: f: no key nowhere in stanza [web]\n"},
         {"z set f web k=l v", 2, "", refused},
-        {"z set new web '#k' v --create; ls new", 2, "",
-         "zstanza: new" + refused.substr(10) +
-             "ls: cannot access 'new': No such file or directory\n"},
+        {"z set new web '#k' v --create; [ -e new ]", 1, "", "zstanza: new" + refused.substr(10)},
         {"z comment f web --text= --dry-run", 2, "", "zstanza: --text must not be empty\n"},
         {"z add f web k ''", 2, "", "zstanza: VALUE: must not be empty\n"},
         {"z get f web ''", 2, "", "zstanza: KEY: must not be empty; see zstanza --help\n"},
         {"z", 2, "", "zstanza: A subcommand is required; see zstanza --help\n"},
         {"z get f web k --int --bool", 2, "",
          "zstanza: --int excludes --bool; see zstanza --help\n"},
-        {"z list f --wait=-1", 2, "",
-         "zstanza: Could not convert: --wait = -1; see zstanza --help\n"},
         {"z set gone s k v", 4, "",
          "zstanza: gone: cannot be opened for writing: No such file or directory\n"},
         {"z set gone s k v --dry-run", 4, "", gone},
@@ -243,11 +234,10 @@ TEST_F(ZStanza, HidesValuesInTheDatabase) {
          "zstanza: f" + tooUniform + "zstanza: f" + tooUniform + "zstanza: new" + tooUniform},
         {"z set f web pw other --obfuscated --dry-run >dry; cmp dry f; stat -c %Y f f.obf", 0,
          "0\n0\n"},
-        {"mv f.obf g; z set f web k v; z check f --json", 4,
+        {"mv f.obf g; z check f --json", 4,
          R"([{"file":"f","valid":null,"message":")" + unread + database +
              R"(: No such file or directory","database":")" + database + "\"}]\n",
-         unread + database + ": No such file or directory\n" + unread + database +
-             ": No such file or directory\n"},
+         unread + database + ": No such file or directory\n"},
         {":>f.obf; z list f; rm f.obf; mkfifo f.obf; z get f web pw", 4, "",
          unread + database + ": is empty\n" + unread + database + ": is not a regular file\n"},
         {"rm f.obf; echo x >f.obf; z unset f web; z check f --json", 3,
