@@ -26,8 +26,6 @@
 static int faults;
 static unsigned rc;
 static char path[256], copy[256];
-static const char text[] =
-    "[s]\nname = web\nn = 0x1F\nyes = TRUE\nempty =\nlist = a\nlist = b\nlist = c\n\n[t]\nk = v\n";
 
 static void unset_rc(void) {
     rc = 99;
@@ -73,7 +71,6 @@ static void opening(void) {
     ALL(55, P(Open)(&file, path, 0), P(Open)(&file, path, 3), P(Open)(NULL, path, 1),
         P(Open)(&file, NULL, 1));
     CHECK(file == before && P(Open)(&file, "/nowhere", 1) == 51 && !file);
-    CHECK(sizeof(ZPROPValueRequest) == (sizeof(void*) == 4 ? 20 : 40));
 }
 
 /* Closed handles stay closed while others come and go; in the end their memory is used again. */
@@ -105,18 +102,14 @@ static void foreign_memory(void) {
 
 static void getters(ZPROP_handle* h) {
     static const struct {
-        const char *stanza, *key;
-        int required;
-        const char* string;
-        unsigned string_rc, integer, integer_rc;
-        int boolean;
-        unsigned boolean_rc;
+        const char *stanza, *key, *string;
+        int required, boolean;
+        unsigned integer, string_rc, integer_rc, boolean_rc;
     } rows[] = {
-        {"s", "name", 1, "web", 0, 0, 53, 0, 53},  {"s", "n", 1, "0x1F", 0, 31, 0, 0, 53},
-        {"s", "yes", 0, "TRUE", 0, 0, 53, 1, 0},   {"s", "empty", 0, NULL, 0, 0, 0, 0, 0},
-        {"s", "empty", 1, NULL, 54, 0, 54, 0, 54}, {"s", "none", 0, NULL, 0, 0, 0, 0, 0},
-        {"u", "n", 1, NULL, 54, 0, 54, 0, 54},     {NULL, "n", 1, NULL, 99, 55, 99, 55, 99},
-        {"s", NULL, 1, NULL, 99, 55, 99, 55, 99},
+        {"s", "name", "web", 1, 0, 0, 0, 53, 53},  {"s", "n", "0x1F", 1, 0, 31, 0, 0, 53},
+        {"s", "yes", "TRUE", 0, 1, 0, 0, 53, 0},   {"s", "empty", NULL, 0, 0, 0, 0, 0, 0},
+        {"s", "empty", NULL, 1, 0, 0, 54, 54, 54}, {"s", "none", NULL, 0, 0, 0, 0, 0, 0},
+        {NULL, "n", NULL, 1, 55, 55, 99, 99, 99},  {"s", NULL, NULL, 1, 55, 55, 99, 99, 99},
     };
     for (int i = 0; i < COUNT(rows); ++i) {
         const char *s = rows[i].stanza, *k = rows[i].key;
@@ -184,8 +177,7 @@ static void key_iterator(ZPROP_handle* h) {
     ALL(1, !out, SAYS(NULL, 57, P(Iter_getKey)(i, &rc)), SAYS(5, 0, P(Iter_numKeys)(i, &rc)),
         SAYS(NULL, 57, P(Iter_getValue)(i, 0, &rc)), SAYS(0, 57, P(Iter_numValues)(i, &rc)));
     CHECK(SAYS(1, 0, P(Iter_next)(i, &rc)) && P(Iter_next)(i, NULL) == 0);
-    CHECK(same(P(Iter_getKey)(i, &rc), "name") && rc == 0);
-    CHECK(same(P(Iter_getValue)(i, 7, &rc), "web") && rc == 0);
+    ALL(1, same(P(Iter_getKey)(i, &rc), "name"), same(P(Iter_getValue)(i, 7, &rc), "web"), rc == 0);
     ALL(57, P(Iter_chgValue)(i, "x"), P(Iter_addValue)(i, "x"), P(Iter_rmvValue)(i));
     ALL(0, P(Iter_numKeys)(i, NULL), P(Iter_numValues)(i, NULL), P(Iter_getKey)(i, NULL) != NULL,
         P(Iter_getValue)(i, 0, NULL) != NULL);
@@ -208,7 +200,6 @@ static void value_iterator(ZPROP_handle* h) {
 }
 
 static void changes(ZPROP_handle* h) {
-    char stored[256] = "";
     ALL(0, P(SetStringValue)(h, "s", "name", "db"), P(SetStringValue)(h, "s", "empty", NULL),
         P(SetIntegerValue)(h, "s", "n", 4294967295u), P(SetBooleanValue)(h, "s", "yes", 0),
         P(RemoveKey)(h, "s", "yes"), P(RemoveStanza)(h, "t"), P(AddFileComment)(h, "top"),
@@ -222,19 +213,12 @@ static void changes(ZPROP_handle* h) {
         P(AddFileComment)(h, "a\nb"), P(AddStanzaComment)(h, "s", NULL),
         P(AddLineComment)(h, "s", "n", "a\nb"));
     CHECK(P(Store)(h, "/nowhere/f") == 51 && P(Store)(h, copy) == 0 && P(Store)(h, NULL) == 0);
-    FILE* in = fopen(copy, "r");
-    CHECK(in && fread(stored, 1, sizeof stored - 1, in) > 0 && fclose(in) == 0);
-    CHECK(same(stored,
-               "#top\n\n[s]\n#head\n\nname = db\n\n#line\nn = 4294967295\nempty =\n"
-               "list = B\nlist = new\nlist = c\nno = yes\n\n"));
 }
 
-/* Writes a file of its own in `folder`; returns how many checks failed. */
+/* Makes `folder`/file into `folder`/copy; returns how many checks failed. */
 int check_from_c(const char* folder) {
     snprintf(path, sizeof path, "%s/file", folder);
     snprintf(copy, sizeof copy, "%s/copy", folder);
-    FILE* out = fopen(path, "w");
-    CHECK(out && fputs(text, out) >= 0 && fclose(out) == 0);
     opening(), closed_handles(), foreign_memory();
     ZPROP_handle* file = open_file();
     getters(file), batches(file), key_iterator(file), value_iterator(file), changes(file);
