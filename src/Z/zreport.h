@@ -5,6 +5,8 @@
 
 #include <pthread.h>
 
+#include <exception>
+
 #include "ZException.h"
 #include "ZLCString.h"
 #include "ZMessage.h"
@@ -23,6 +25,25 @@ public:
 private:
     int before_ = 0;
 };
+
+// Runs `body` and returns its result. When the thread is cancelled in there, `undo` runs while it
+// unwinds; an exception passes without. No handler: under one that already runs, catching a
+// cancellation would end the process.
+template <class Body, class Undo>
+auto onCancel(Body const& body, Undo const& undo) {
+    struct Guard {
+        Undo const& undo;
+        int const before = std::uncaught_exceptions();
+        bool returned = false;
+        ~Guard() {
+            // A cancellation is not counted as an exception.
+            if (!returned && std::uncaught_exceptions() == before) undo();
+        }
+    } guard{undo};
+    auto const result = body();
+    guard.returned = true;
+    return result;
+}
 
 // Writes the message code with the number `rc` as its insert.
 inline void reportNumber(char const* unit, int code, int rc, int line = __builtin_LINE()) {
