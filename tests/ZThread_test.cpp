@@ -1,0 +1,400 @@
+// ZThread_test: how threads start and end, sleepers, the pool, and storms of all of them.
+// Subsystem: concurrency, layer 4. Test: tests/ZThread_test.cpp
+#include <Z/ZException.h>
+#include <Z/ZThread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <thread>
+#include <vector>
+
+#include "FailingCalls.h"
+#include "Stress.h"
+#include "ZTest.h"
+
+namespace {
+
+using Body = std::function<void()>;
+std::atomic<int> live{0}, ended{0};
+
+void until(std::function<bool()> const& holds) {
+    while (!holds()) std::this_thread::sleep_for(std::chrono::microseconds(50));
+}
+
+struct Counted {
+    Counted() { ++live; }
+    ~Counted() { --live; }
+};
+
+struct Task : ZThread_5_1 {
+    Task(int detached, int deletes, Body body)
+        : ZThread_5_1(detached, deletes), run_(std::move(body)) {}
+    void run() override { run_(); }
+    void exit() override {
+        struct Last {
+            ~Last() { ++ended; }
+        } const last;
+        exit_();
+    }
+
+    Counted counted_;
+    Body run_, exit_ = [] {};
+};
+
+struct Sleeper : ZSleeperThread_5_1 {
+    using ZSleeperThread_5_1::ZSleeperThread_5_1;
+    void doWork() override {
+        work_();
+        ++works_;
+    }
+    void exit() override { ++ended; }
+
+    Counted counted_;
+    Body work_ = [] {};
+    std::atomic<unsigned int> works_{0};
+};
+
+template <class Thread>
+void expectRefused(Thread& thread, int rc, void (Thread::*call)() = &Thread::waitForExit) {
+    ztest::expectThrow<ZThreadException_5_1>([&] { (thread.*call)(); },
+                                             [rc](auto& e) {
+                                                 EXPECT_TRUE(e.code() == 20 && e.rc() == rc)
+                                                     << e.code() << ' ' << e.rc();
+                                             });
+}
+
+TEST(ZThread, IsJoinedOnceForEachStart) {
+    struct Odd : ZThread_5_1 {
+        using ZThread_5_1::ZThread_5_1;
+        void run() override {
+            inside = getPThreadID() == pthread_self();
+            expectRefused<ZThread_5_1>(*this, EDEADLK);
+        }
+        bool inside = false;
+    } odd(77), other(0, 0);
+    EXPECT_TRUE(odd.getPThreadID() == 77 && odd.hash() == 77 && odd > other && other < odd);
+    EXPECT_EQ(odd.compare(odd) + 2 * odd.compare(other) + 4 * other.compare(odd), -2);
+    EXPECT_THROW(odd.clone(), ZNotClonableException_5_1);
+    expectRefused<ZThread_5_1>(odd, ESRCH);
+    for (Odd* thread : {&odd, &other, &odd}) {
+        thread->inside = false;
+        thread->start();
+        thread->waitForExit();
+        EXPECT_TRUE(thread->inside);
+        expectRefused<ZThread_5_1>(*thread, ESRCH);
+    }
+    std::atomic<bool> go{false};
+    Task detached(1, 0, [&] { until([&] { return go.load(); }); });
+    ended = 0;
+    detached.start();
+    detached.waitForExit();
+    EXPECT_EQ(ended, 0) << "nothing was waited for";
+    EXPECT_NE(detached.getPThreadID(), 0u);
+    go = true;
+    until([] { return ended == 1; });
+}
+
+TEST(ZThread, EndsInOrderHoweverItEnds) {
+    std::atomic<bool> asleep{false};
+    auto const throwOne = [] { throw 1; };
+    auto const sleepOn = [&] {
+        for (asleep = true;;) sleep(100);
+    };
+    struct {
+        char const* name;
+        Body run, exit;
+        char const* report;
+    } const rows[] = {
+        {"returns", [] {}, [] {}, ""},
+        {"throws ours", [] { ZOutOfMemoryException_5_1().throwException("here", 1); }, [] {},
+         "Memory"},
+        {"throws another", throwOne, [] {}, "Error: 19\n File: \"src/Z/ZThread\""},
+        {"ends itself", [] { pthread_exit(nullptr); }, throwOne, "Error: 19"},
+        {"is cancelled", sleepOn, [] {}, ""},
+        {"is cancelled, throws", sleepOn, throwOne, "Error: 19"},
+        {"exit ends", [] { pthread_cancel(pthread_self()); }, [] { pthread_exit(nullptr); }, ""},
+    };
+    for (auto const& row : rows) {
+        asleep = false, ended = 0;
+        ZThreadPool_5_1 pool(1, 0);
+        std::string const report = ztest::reported([&] {
+            auto* const task = new Task(1, 1, row.run);
+            std::atomic<bool> counted{false};
+            task->exit_ = [&, task] {
+                counted = live == 1 && pthread_equal(task->getPThreadID(), pthread_self());
+                row.exit();
+            };
+            pthread_t id = 0;
+            task->run_ = [&, task] {
+                id = task->getPThreadID();
+                row.run();
+            };
+            pool.start(*task);
+            if (std::string(row.name).find("cancelled") != std::string::npos) {
+                until([&] { return asleep.load(); });
+                pthread_cancel(id);
+            }
+            pool.waitForExit();
+            until([] { return live == 0; });
+            EXPECT_TRUE(ended == 1 && counted) << row.name;
+        });
+        bool const right = *row.report ? report.find(row.report) != report.npos : report.empty();
+        EXPECT_TRUE(right) << row.name << ": " << report;
+    }
+}
+
+TEST(ZThread, KeepsAnObjectForEachThread) {
+    struct Item : ZObject_5_1 {
+        Counted counted_;
+    } replaced;
+    unsigned int key = 0;
+    ZThread_5_1::createThreadKey(key);
+    auto const use = [&] {
+        EXPECT_EQ(ZThread_5_1::getThreadObject(key), nullptr);
+        ZThread_5_1::setThreadObject(key, &replaced);
+        ZThread_5_1::setThreadObject(key, nullptr);
+        EXPECT_EQ(ZThread_5_1::getThreadObject(key), nullptr);
+        ZThread_5_1::setThreadObject(key, &replaced);
+        auto* const item = new Item;
+        ZThread_5_1::setThreadObject(key, item);
+        EXPECT_TRUE(ZThread_5_1::getThreadObject(key) == item && live >= 2);
+    };
+    Task task(0, 0, use);
+    task.start();
+    task.waitForExit();
+    EXPECT_EQ(live, 2) << "the task and the replaced item are left";
+
+    std::vector<unsigned int> keys{key};
+    int rc = 0;
+    try {
+        for (;; keys.push_back(key)) ZThread_5_1::createThreadKey(key);
+    } catch (ZThreadException_5_1& e) {
+        rc = e.code() == 29 ? e.rc() : -1;
+    }
+    EXPECT_EQ(rc, EAGAIN);
+    for (unsigned int each : keys) pthread_key_delete(each);
+    ztest::expectThrow<ZThreadException_5_1>([&] { ZThread_5_1::setThreadObject(key, &replaced); },
+                                             [](auto& e) { EXPECT_EQ(e.code() + 0u, 30u); });
+}
+
+TEST(ZSleeperThread, LosesNoWakeUp) {
+    ZLock_5_1 lock;
+    Sleeper plain, shared(lock), detached(1, 0);
+    for (Sleeper* sleeper : {&plain, &shared, &detached}) {
+        ended = 0;
+        sleeper->wakeUp();
+        sleeper->work_ = [&, left = 1]() mutable {
+            if (left-- > 0) sleeper->wakeUp();
+        };
+        ZSleeperThread_5_1& base = *sleeper;
+        if (sleeper != &detached) expectRefused(base, ESRCH);
+        sleeper->start();
+        until([&] { return sleeper->works_ == 2; });
+        sleeper->waitForExit();
+        until([] { return ended == 1; });
+        sleeper->wakeUp();
+        sleeper->work_ = [] { throw 1; };
+        std::string const report = ztest::reported([&] {
+            sleeper->start();
+            until([] { return ended == 2; });
+        });
+        EXPECT_EQ(report.rfind("Error: 19\n", 0), 0u) << report;
+        sleeper->waitForExit();
+        sleeper->work_ = [&] { expectRefused(base, EDEADLK); };
+        if (sleeper == &detached) {
+            sleeper->work_ = [&] {
+                sleeper->waitForExit();
+                expectRefused(base, EDEADLK, &ZSleeperThread_5_1::start);
+            };
+        }
+        sleeper->start();
+        until([] { return ended == 3; });
+        EXPECT_EQ(sleeper->works_, 3u) << "the failed work was still to be done";
+        if (sleeper != &detached) sleeper->ZThread_5_1::waitForExit();
+    }
+}
+
+TEST(ZThreadPool, BoundsWhatRuns) {
+    ZThreadPool_5_1 pool(2, 4), none(0, 0);
+    std::atomic<int> running{0}, begun{0}, allowed{0};
+    auto const body = [&] {
+        EXPECT_LE(++running, 4);
+        int const mine = ++begun;
+        until([&] { return mine <= allowed; });
+        --running;
+    };
+    for (int i = 0; i < 4; ++i) pool.start(*new Task(1, 1, body));
+    {
+        Task fifth(1, 0, body);
+        auto const startFifth = [&] { pool.start(fifth); };
+        Task cancelled(0, 0, startFifth), blocked(0, 0, startFifth);
+        EXPECT_THROW(none.start(fifth), ZInvalidParameterException_5_1);
+        cancelled.start(), blocked.start();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        pthread_cancel(cancelled.getPThreadID());
+        cancelled.waitForExit();
+        EXPECT_EQ(begun, 4);
+        allowed = 1;
+        blocked.waitForExit();
+        until([&] { return begun == 5; });
+        allowed = 5;
+        pool.waitForExit();
+        EXPECT_EQ(running, 0);
+    }
+    until([] { return live == 0; });
+}
+
+TEST(ZThreadPool, KeepsSomeIdle) {
+    ZThreadPool_5_1 pool(4, 2), small(1, 1);
+    std::atomic<int> done{0};
+    ZThread_5_1 *first = nullptr, *second = nullptr, *third = nullptr;
+    for (int i = 0; i < 4; ++i) {
+        auto* const sleeper = new Sleeper(1, 1);
+        sleeper->work_ = [&] { ++done; };
+        sleeper->wakeUp();
+        pool.start(*sleeper);
+    }
+    until([&] { return done == 4 && live == 2; });
+    EXPECT_TRUE(pool.getAvailableIdleThread(first) &&
+                pool.getAvailableIdleThread(second) == second);
+    EXPECT_TRUE(second && second != first && !pool.getAvailableIdleThread(third));
+    for (ZThread_5_1* thread : {first, second}) static_cast<Sleeper*>(thread)->wakeUp();
+    pool.waitForExit();
+    until([&] { return live == 0; });
+    EXPECT_EQ(done, 6);
+
+    Sleeper joined, cancelled(1, 0), never(ULONG_MAX);
+    never.start();
+    auto* const often = new Sleeper(1, 1, 1);
+    ended = 0;
+    for (Sleeper* sleeper : {&joined, &cancelled, often}) {
+        if (sleeper != often) sleeper->wakeUp();
+        small.start(*sleeper);  // where the former one is idle and in the way
+    }
+    until([&] { return often->works_ == 2; });
+    small.waitForExit();
+    expectRefused<ZThread_5_1>(joined, ESRCH);
+    small.start(cancelled);
+    cancelled.wakeUp();
+    until([&] { return small.getAvailableIdleThread(first) == &cancelled; });
+    int accepted = 0;
+    small.threadDoneNotification(cancelled, accepted);
+    EXPECT_EQ(accepted, 1);
+    pthread_cancel(cancelled.getPThreadID());
+    until([] { return ended == 4; });
+    EXPECT_EQ(small.getAvailableIdleThread(first), nullptr);
+    small.waitForExit(), never.waitForExit();
+    EXPECT_EQ(joined.works_ + cancelled.works_ + 10 * never.works_, 3u);
+}
+
+#if Z_CALLS_CAN_FAIL
+TEST(ZThread, PassesOnWhatTheSystemRefuses) {
+    enum { starts, pools, dies, writes };
+    struct {
+        char const* call;
+        unsigned long code;
+        int where;
+    } const rows[] = {
+        {"pthread_attr_init", 15, starts},    {"pthread_attr_setdetachstate", 16, starts},
+        {"pthread_create", 17, starts},       {"pthread_attr_destroy", 18, writes},
+        {"pthread_mutex_init", 3, pools},     {"pthread_cond_init", 7, pools},
+        {"pthread_cond_broadcast", 10, dies}, {"pthread_mutex_unlock", 6, dies},
+        {"pthread_cond_destroy", 8, writes},  {"pthread_mutex_destroy", 4, writes},
+    };
+    for (auto const& row : rows) {
+        Task task(0, 0, [] {});
+        unsigned long thrown = 0;
+        std::string const report = ztest::reported([&] {
+            try {
+                if (row.where != dies) ztest::failingCall = row.call;
+                ZThreadPool_5_1 pool(1, 1);
+                if (row.where == starts || row.code == 18) task.start();
+                ztest::failingCall = row.call;
+                if (row.where == dies) pool.threadDeathNotification(task);
+                if (row.code == 18) task.waitForExit();
+            } catch (ZThreadException_5_1& e) {
+                thrown = e.rc() == ztest::failure ? e.code() : 0;
+            }
+            ztest::failingCall = "";
+        });
+        EXPECT_EQ(thrown, row.where == writes ? 0 : row.code) << row.call;
+        if (row.where != writes) continue;
+        EXPECT_EQ(report.rfind("Error: " + std::to_string(row.code) + "\n", 0), 0u) << report;
+        EXPECT_NE(report.find("Information:\n95\n"), report.npos) << report;
+    }
+    ZThreadPool_5_1 pool(1, 0);
+    Task task(0, 0, [] {});
+    ztest::failingCall = "pthread_create";
+    std::string const report = ztest::reported([&] { pool.start(task); });
+    EXPECT_EQ(report.rfind("Exception: ZThreadException\n File: \"src/Z/ZThread\"", 0), 0u)
+        << report;
+    ztest::failingCall = "";
+    pool.start(task), pool.waitForExit(), task.waitForExit();
+}
+#endif
+
+TEST(ZThreadPool, SurvivesAStorm) {
+    struct Pool : ZThreadPool_5_1 {
+        Pool() : ZThreadPool_5_1(8, 4) {}
+        ZThread_5_1* createThread() override {
+            auto* const sleeper = new Sleeper(1, 1);
+            sleeper->work_ = [this] { ++done; };
+            start(*sleeper);
+            return sleeper;
+        }
+        std::atomic<unsigned> done{0};
+    } pool;
+    unsigned const each = ztest::stressed(2500);
+    std::vector<std::thread> starters;
+    for (int t = 0; t < 4; ++t) {
+        starters.emplace_back([&pool, each] {
+            for (unsigned i = 0; i < each; ++i) {
+                ZThread_5_1* worker = nullptr;
+                if (i % 4)
+                    pool.start(*new Task(1, 1, [&pool] { ++pool.done; }));
+                else
+                    static_cast<Sleeper*>(pool.getAvailableIdleThread(worker))->wakeUp();
+            }
+        });
+    }
+    for (int i = 0; i < 20; ++i) pool.waitForExit();
+    for (std::thread& starter : starters) starter.join();
+    pool.waitForExit();
+    EXPECT_EQ(pool.done, 4 * each);
+    until([] { return live == 0; });
+}
+
+TEST(ZSleeperThread, SurvivesAStorm) {
+    ZLock_5_1 lock;
+    Sleeper joinable, shared(lock), detached(1, 0);
+    for (Sleeper* sleeper : {&joinable, &shared, &detached}) {
+        std::atomic<unsigned> asked{0}, seen{0};
+        sleeper->work_ = [&] { seen = asked.load(); };
+        unsigned const each = ztest::stressed(20000), lives = ztest::stressed(1000);
+        sleeper->start();
+        std::vector<std::thread> wakers;
+        for (int t = 0; t < 2; ++t) {
+            wakers.emplace_back([&] {
+                for (unsigned i = 0; i < each; ++i) ++asked, sleeper->wakeUp();
+            });
+        }
+        for (std::thread& waker : wakers) waker.join();
+        until([&] { return seen == 2 * each; });
+        sleeper->waitForExit();
+        EXPECT_TRUE(sleeper->works_ >= 1 && sleeper->works_ <= 2 * each) << sleeper->works_;
+        until([] { return ended > 0; });
+        ended = 0;
+        for (unsigned i = 0; i < lives; ++i) {
+            sleeper->start();
+            unsigned int const before = sleeper->works_;
+            sleeper->wakeUp();
+            if (i % 2) until([&] { return sleeper->works_ > before; });
+            sleeper->waitForExit();
+        }
+        until([lives] { return ended == static_cast<int>(lives); });
+        ended = 0;
+    }
+}
+
+}  // namespace
