@@ -1,8 +1,11 @@
 // ZProcessLock: read-write locks whose holds span processes, and the notice that data has changed.
 // Subsystem: concurrency, layer 5. Test: tests/ZProcessLock_test.cpp
 //
-// State and update flag are written only by a thread that has the thread lock, and before it gives
-// that up: a release that cleared them afterwards could undo what the next holder has set.
+// 1. The lock state is written only by a thread that has the thread lock, and before it gives that
+//    up: a release that cleared it afterwards could undo what the next holder has set.
+// 2. The same holds for the update flag while there is a write hold. Others may set it when there
+//    is none; each write hold counts one above the flag, so that a thread which looked before the
+//    hold was taken cannot set it afterwards.
 #include "ZProcessLock.h"
 
 #include <sys/random.h>
@@ -32,6 +35,8 @@ namespace {
 
 constexpr char const* unit = "src/Z/ZProcessLock";
 constexpr int unlockFailed = 6;
+
+constexpr std::uint32_t updateFlag = 1;
 
 constexpr char nameLetters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
 
@@ -101,7 +106,7 @@ ZAbstractProcessReadWriteLock_5_1::ZAbstractProcessReadWriteLock_5_1(char const*
       sequence_(0),
       lastSequence_(static_cast<std::uint32_t>(invalidSequence)),
       reserved_(0),
-      update_(1) {}
+      update_(updateFlag) {}
 
 ZAbstractProcessReadWriteLock_5_1::ZAbstractProcessReadWriteLock_5_1(
     ZAbstractProcessReadWriteLock_5_1 const& other)
@@ -111,7 +116,7 @@ ZAbstractProcessReadWriteLock_5_1::ZAbstractProcessReadWriteLock_5_1(
       sequence_(other.sequence_.load()),
       lastSequence_(other.lastSequence_.load()),
       reserved_(other.reserved_),
-      update_(other.update_.load()) {}
+      update_(other.update_ & updateFlag) {}
 
 ZAbstractProcessReadWriteLock_5_1& ZAbstractProcessReadWriteLock_5_1::operator=(
     ZAbstractProcessReadWriteLock_5_1 const& other) {
@@ -120,7 +125,7 @@ ZAbstractProcessReadWriteLock_5_1& ZAbstractProcessReadWriteLock_5_1::operator=(
     sequence_ = other.sequence_.load();
     lastSequence_ = other.lastSequence_.load();
     reserved_ = other.reserved_;
-    update_ = other.update_.load();
+    setUpdate(other.getUpdate());
     return *this;
 }
 
@@ -161,6 +166,7 @@ int ZAbstractProcessReadWriteLock_5_1::lock(zlockstate state) {
     }
     zlockstate const mode = state == protect ? write : state;
     threadLock_.lock(mode);
+    if (mode == write) update_ += updateFlag + 1;
     setUpdate(mode == write);
     return 0;
 }
@@ -201,11 +207,14 @@ int ZAbstractProcessReadWriteLock_5_1::ownWriteLock() const {
 }
 
 int ZAbstractProcessReadWriteLock_5_1::getUpdate() const {
-    return update_;
+    return static_cast<int>(update_ & updateFlag);
 }
 
 void ZAbstractProcessReadWriteLock_5_1::setUpdate(int update) {
-    update_ = update;
+    std::uint32_t found = update_;
+    do {
+        if (threadLock_.haveLock(write) && !threadLock_.ownWriteLock()) return;
+    } while (!update_.compare_exchange_weak(found, (found & ~updateFlag) | (update != 0)));
 }
 
 int ZAbstractProcessReadWriteLock_5_1::readLock() {

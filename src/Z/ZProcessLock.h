@@ -106,7 +106,7 @@ public:
     int ownWriteLock() const override;
     int getUpdate() const override;
 
-    // Of the whole object: to be called by the thread that holds it.
+    // While a thread has a write hold the flag is its own: calls by other threads do nothing.
     void setUpdate(int update) override;
 
     // lock(read), lock(write), lock(protect), and nothing.
@@ -163,7 +163,7 @@ private:
     std::atomic<std::uint32_t> lastSequence_;
     std::uint32_t reserved_;  // copied, read nowhere
     ZReadWriteLock_5_1 threadLock_;
-    std::atomic<int> update_;
+    std::atomic<std::uint32_t> update_;  // the flag, and a count of write holds above it
 };
 
 // For the threads of one process alone, where a process lock is asked for. Its state is the one

@@ -153,9 +153,9 @@ private:
 // thread.
 class Z_API ZStackReadWriteLock_5_1 : public ZObject_5_1 {
 public:
-    // Calls lock.setUpdate(update) and takes nothing. The locks for processes set their flag again
-    // when a hold is taken, so this value lasts only until then; and it meets whoever holds the
-    // lock now. To release a write hold without an update, call setUpdate(0) while holding it.
+    // Calls lock.setUpdate(update) and takes nothing. The locks for processes set their flag anew
+    // when a hold is taken, so this value lasts only until then: to release a write hold without an
+    // update, call setUpdate(0) while holding it.
     ZStackReadWriteLock_5_1(ZAbstractReadWriteLock_5_1& lock, int update);
     ZStackReadWriteLock_5_1(ZStackReadWriteLock_5_1 const&) = delete;
     ZStackReadWriteLock_5_1& operator=(ZStackReadWriteLock_5_1 const&) = delete;
