@@ -54,8 +54,11 @@ inline void reportNumber(char const* unit, int code, int rc, int line = __builti
 
 // Runs `body`, which may throw, where nothing may be thrown: what it throws is written instead. A
 // report that throws in its turn is lost.
+//
+// A cancellation passes as an exception without an object, to which its handler's reference binds.
 template <class Body>
-void quietly(char const* unit, Body const& body, int line = __builtin_LINE()) {
+__attribute__((no_sanitize("undefined"))) void quietly(char const* unit, Body const& body,
+                                                       int line = __builtin_LINE()) {
     constexpr int unknownException = 19;
     auto report = [](auto const& write) {
         NotCancelled const whole;
