@@ -98,8 +98,10 @@ TEST(ZThread, IsJoinedOnceForEachStart) {
 TEST(ZThread, EndsInOrderHoweverItEnds) {
     std::atomic<bool> asleep{false};
     auto const throwOne = [] { throw 1; };
+    ZCondition_5_1 never;
     auto const sleepOn = [&] {
-        for (asleep = true;;) sleep(100);
+        ZResourceLock_5_1 const hold(*never.getResource());
+        for (asleep = true;;) never.wait();
     };
     struct {
         char const* name;
@@ -231,6 +233,7 @@ TEST(ZThreadPool, BoundsWhatRuns) {
         Task cancelled(0, 0, startFifth), blocked(0, 0, startFifth);
         EXPECT_THROW(none.start(fifth), ZInvalidParameterException_5_1);
         cancelled.start(), blocked.start();
+        until([&] { return begun == 4; });
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         pthread_cancel(cancelled.getPThreadID());
         cancelled.waitForExit();
@@ -272,7 +275,7 @@ TEST(ZThreadPool, KeepsSomeIdle) {
         if (sleeper != often) sleeper->wakeUp();
         small.start(*sleeper);  // where the former one is idle and in the way
     }
-    until([&] { return often->works_ == 2; });
+    until([&] { return often->works_ >= 2; });
     small.waitForExit();
     expectRefused<ZThread_5_1>(joined, ESRCH);
     small.start(cancelled);
