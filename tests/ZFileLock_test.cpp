@@ -148,14 +148,14 @@ TEST_F(ZFileLock, NamesItsFile) {
 }
 
 TEST_F(ZFileLock, SharesOneHoldAmongReaders) {
+    lock.lock(), lock.unlock();
+    FILE* const reader = held(1, "r-");
     lock.readLock();
     int const handle = lock.getFileHandle();
     std::thread([&] { lock.readLock(); }).join();
     EXPECT_TRUE(lock.getFileHandle() == handle && lock.getReaderCount() == 2);
     lock.unlock();
     EXPECT_TRUE(lock.haveLock(Lock::read) && regions() == "r-") << "the other one's hold";
-    FILE* const reader = worker("hold 1", "we");
-    usleep(20000);
     FILE* const writer = held(3, "rw");
     lock.unlock();
     usleep(20000);
@@ -264,7 +264,7 @@ TEST_F(ZFileLock, SurvivesKilledHoldersSignalsAndCancellation) {
 
     struct : ZObserverInterface_5_1 {
         void observableChanged(ZObservableInterface_5_1*, ZObservedParm_5_1 const&) override {
-            for (;;) pause();
+            for (;; std::this_thread::yield()) pthread_testcancel();
         }
     } observer;
     auto const cancelled = [&](char const* others, auto body) {

@@ -4,10 +4,12 @@
 #include <Z/ZLock.h>
 
 #include <memory>
+#include <random>
 #include <thread>
 #include <vector>
 
 #include "FailingCalls.h"
+#include "Stress.h"
 #include "ZTest.h"
 
 namespace {
@@ -33,18 +35,22 @@ TEST(ZLock, IsLeftAsOftenAsItWasEntered) {
     for (int i = 0; i < 3; ++i) EXPECT_EQ(lock.unlock(), 0);
     expectRefused(lock);
 
-    long counter = 0;
+    unsigned const rounds = ztest::stressed(20000);
+    unsigned counter = 0;
+    auto const work = [&](unsigned seed) {
+        std::minstd_rand random(seed);
+        for (unsigned i = 0; i < rounds; ++i) {
+            int const depth = static_cast<int>(random() % 8);
+            ZResourceLock_5_1 const hold(lock);
+            for (int d = 0; d < depth; ++d) lock.lock();
+            ++counter;
+            for (int d = 0; d < depth; ++d) lock.unlock();
+        }
+    };
     std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 20000; ++i) {
-                ZResourceLock_5_1 const hold(lock), again(lock);
-                ++counter;
-            }
-        });
-    }
+    for (unsigned t = 0; t < 16; ++t) threads.emplace_back(work, t);
     for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(counter, 80000);
+    EXPECT_EQ(counter, 16 * rounds);
     expectRefused(lock);
 }
 

@@ -3,10 +3,14 @@
 #include <Z/ZObservable.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
+
+#include "Stress.h"
 
 namespace {
 
@@ -74,16 +78,32 @@ TEST_F(ZObservable, CallbacksMayChangeTheSubjectOrThrow) {
 }
 
 TEST_F(ZObservable, ServesSeveralThreads) {
-    auto const work = [this] {
-        for (int i = 0; i < 1000; ++i) {
-            subject.notifyObservers(announcement);
-            subject.addObserver(nullptr), subject.deleteObserver(nullptr);
+    struct Counting : ZObserverInterface_5_1 {
+        void observableChanged(ZObservableInterface_5_1*, ZObservedParm_5_1 const&) override {
+            EXPECT_TRUE(registered);
+            ++calls;
+        }
+        std::atomic<bool> registered{true};
+        std::atomic<unsigned> calls{0};
+    } staying[2], passing[4];
+    for (Counting& observer : staying) subject.addObserver(&observer);
+    unsigned const rounds = ztest::stressed(20000);
+    auto const work = [&](int thread) {
+        for (unsigned i = 0; i < rounds; ++i) {
+            if (thread >= 4) {
+                subject.notifyObservers(announcement);
+                continue;
+            }
+            passing[thread].registered = true, subject.addObserver(&passing[thread]);
+            subject.deleteObserver(&passing[thread]), passing[thread].registered = false;
         }
     };
-    Observer::calls.clear();
-    std::thread first(work), second(work);
-    first.join(), second.join();
-    EXPECT_EQ(Observer::calls.size(), 6000u);
+    subject.deleteObserver(&a), subject.deleteObserver(&b);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) threads.emplace_back(work, i);
+    for (std::thread& thread : threads) thread.join();
+    for (Counting& observer : staying) EXPECT_EQ(observer.calls, 4 * rounds);
+    EXPECT_EQ(subject.countObservers(), 3);
 }
 
 }  // namespace
