@@ -1,12 +1,17 @@
 // ZReadWriteLock: locks for many readers or one writer, and the guard that releases one.
 // Subsystem: concurrency, layer 4. Test: tests/ZReadWriteLock_test.cpp
 //
-// 1. All fields are written under the condition's lock. State and owner may be read without it.
-// 2. In states unset and write there is no reader; in read at least one; in protect any number.
-// 3. A thread that reads its own identifier in the owner field, and protect or write in the state
-//    under the lock, holds that.
-// 4. Whoever waits is counted, and tests again what it waits for after each broadcast. A wait
-//    changes nothing but the count, so a cancelled one leaves nothing behind.
+// State, number of readers, and whether anybody waits are one word, so readers come and everybody
+// leaves with one atomic step. The condition's lock is for those who wait and for those who become
+// owner.
+//
+// 1. In states unset and write there is no reader; in read at least one; in protect any number.
+// 2. The owner is stored before the state says protect or write, by one thread at a time (under the
+//    lock). So a thread that finds such a state and then itself as the owner holds that.
+// 3. A wait goes: under the lock, find the word in the way and the waiting bit set in it, sleep.
+//    Whoever leaves afterwards sees the bit, takes the lock (so the sleeper sleeps by
+//    then), leaves it, and wakes all. The bit is cleared by the last who waits, under the lock.
+// 4. A wait changes nothing but the count and the bit, so a cancelled one leaves nothing behind.
 #include "ZReadWriteLock.h"
 
 #include <cerrno>
@@ -34,6 +39,20 @@ constexpr int lockFailed = 5;
 constexpr int unlockFailed = 6;
 
 constexpr pthread_t nobody = static_cast<pthread_t>(-1);
+
+// The word: two bits for the state, one for the waiting, the rest for the readers.
+constexpr std::uint32_t stateBits = 3;
+constexpr std::uint32_t waitingBit = 4;
+constexpr std::uint32_t oneReader = 8;
+constexpr std::uint32_t mostReaders = std::numeric_limits<std::uint32_t>::max() / oneReader;
+
+ZReadWriteLockInterface_5_1::zlockstate stateIn(std::uint32_t word) {
+    return static_cast<ZReadWriteLockInterface_5_1::zlockstate>(word & stateBits);
+}
+
+std::uint32_t readersIn(std::uint32_t word) {
+    return word / oneReader;
+}
 
 [[noreturn]] void refuse(int rc = 0, int line = __builtin_LINE()) {
     z_5_1::raise(unit, ZLockResourceException_5_1(lockFailed, rc), line);
@@ -84,12 +103,11 @@ int ZAbstractReadWriteLock_5_1::getUpdate() const {
 
 void ZAbstractReadWriteLock_5_1::setUpdate(int) {}
 
-ZReadWriteLock_5_1::ZReadWriteLock_5_1()
-    : readers_(0), state_(unset), owner_(nobody), waiters_(0) {}
+ZReadWriteLock_5_1::ZReadWriteLock_5_1() : word_(0), reserved_(0), owner_(nobody), waiters_(0) {}
 
 // The condition belongs to the one lock.
 ZReadWriteLock_5_1::ZReadWriteLock_5_1(ZReadWriteLock_5_1 const& other)
-    : ZAbstractReadWriteLock_5_1(other), readers_(0), state_(unset), owner_(nobody), waiters_(0) {}
+    : ZAbstractReadWriteLock_5_1(other), word_(0), reserved_(0), owner_(nobody), waiters_(0) {}
 
 ZReadWriteLock_5_1::~ZReadWriteLock_5_1() noexcept {}
 
@@ -112,98 +130,119 @@ int ZReadWriteLock_5_1::lock(zlockstate state) {
 }
 
 int ZReadWriteLock_5_1::haveLock(zlockstate state) const {
-    return this->state() == state;
+    return stateIn(word_.load(std::memory_order_acquire)) == state;
 }
 
 int ZReadWriteLock_5_1::ownWriteLock() const {
     return pthread_equal(pthread_self(), owner_.load(std::memory_order_relaxed));
 }
 
-bool ZReadWriteLock_5_1::ownsNow() const {
-    return (state() == protect || state() == write) && ownWriteLock();
+int ZReadWriteLock_5_1::getReaderCount() {
+    return static_cast<int>(readersIn(word_.load(std::memory_order_acquire)));
 }
 
-void ZReadWriteLock_5_1::refuseOwner() const {
-    if (ownsNow()) refuse();
+bool ZReadWriteLock_5_1::ownedIn(Word word) const {
+    return stateIn(word) >= protect && ownWriteLock();
 }
 
-void ZReadWriteLock_5_1::sleep() {
-    struct Waiter {
-        std::int32_t& count;
-        explicit Waiter(std::int32_t& waiters) : count(waiters) { ++count; }
-        ~Waiter() { --count; }
-    } const counted(waiters_);
-    condition_.wait();
-}
-
-void ZReadWriteLock_5_1::becomeOwner(zlockstate state) {
-    owner_.store(pthread_self(), std::memory_order_relaxed);
-    setState(state);
+ZReadWriteLock_5_1::Word ZReadWriteLock_5_1::refuseOwner() const {
+    Word const word = word_.load(std::memory_order_acquire);
+    if (ownedIn(word)) refuse();
+    return word;
 }
 
 int ZReadWriteLock_5_1::readLock() {
+    Word word = refuseOwner();
+    if (takeShared(word)) return 0;
     ZResourceLock_5_1 const hold(*condition_.getResource());
-    refuseOwner();
-    while (state() == write) sleep();
-    if (readers_ == std::numeric_limits<std::int32_t>::max()) refuse(EAGAIN);
-    ++readers_;
-    if (state() == unset) setState(read);
+    for (word = word_; !takeShared(word); word = word_) sleep(word);
     return 0;
 }
 
-int ZReadWriteLock_5_1::readWithIntentToWriteLock() {
-    ZResourceLock_5_1 const hold(*condition_.getResource());
+// False, with the word that was in the way, while somebody writes.
+bool ZReadWriteLock_5_1::takeShared(Word& word) {
+    while (stateIn(word) != write) {
+        if (readersIn(word) == mostReaders) refuse(EAGAIN);
+        Word const next = (word + oneReader) | (stateIn(word) == unset ? Word{read} : 0);
+        if (word_.compare_exchange_weak(word, next, std::memory_order_acq_rel)) return true;
+    }
+    return false;
+}
+
+// Waits for a state of `most` at the most, and makes `wanted` of it.
+void ZReadWriteLock_5_1::takeAsOwner(zlockstate wanted, zlockstate most) {
     refuseOwner();
-    while (state() == protect || state() == write) sleep();
-    becomeOwner(protect);
+    ZResourceLock_5_1 const hold(*condition_.getResource());
+    for (;;) {
+        Word word = word_;
+        if (stateIn(word) > most) {
+            sleep(word);
+            continue;
+        }
+        pthread_t const former = owner_.load(std::memory_order_relaxed);
+        owner_.store(pthread_self(), std::memory_order_relaxed);
+        if (word_.compare_exchange_strong(word, (word & ~stateBits) | wanted)) return;
+        owner_.store(former, std::memory_order_relaxed);  // a reader came or went
+    }
+}
+
+int ZReadWriteLock_5_1::readWithIntentToWriteLock() {
+    takeAsOwner(protect, read);
+    return 0;
+}
+
+int ZReadWriteLock_5_1::writeLock() {
+    takeAsOwner(write, unset);
     return 0;
 }
 
 int ZReadWriteLock_5_1::promoteReadToWriteLock() {
+    Word const found = word_;
+    if (stateIn(found) != protect || !ownedIn(found)) refuse();
     ZResourceLock_5_1 const hold(*condition_.getResource());
-    if (state() != protect || !ownWriteLock()) refuse();
     // Until the lock is free; but only this thread's unlock() would free it.
-    for (;;) sleep();
-}
-
-int ZReadWriteLock_5_1::writeLock() {
-    ZResourceLock_5_1 const hold(*condition_.getResource());
-    refuseOwner();
-    while (state() != unset) sleep();
-    becomeOwner(write);
-    return 0;
+    for (;;) sleep(word_);
 }
 
 int ZReadWriteLock_5_1::unlock() {
-    bool wake;
-    {
-        ZResourceLock_5_1 const hold(*condition_.getResource());
-        leaveLocked();
-        wake = waiters_ > 0 && state() != protect;
-    }
-    // The woken find the lock free and need not queue for it.
-    if (wake) condition_.broadcast();
+    Word word = word_.load(std::memory_order_acquire), next;
+    do {
+        if (ownedIn(word)) {
+            next = (word & ~stateBits) | (readersIn(word) > 0 ? read : unset);
+        } else {
+            // A hold of protect or write is another's: the caller is a reader, if there is one.
+            if (readersIn(word) == 0) refuseUnlock();
+            next = word - oneReader;
+            if (stateIn(word) == read && readersIn(next) == 0) next &= ~stateBits;
+        }
+    } while (!word_.compare_exchange_weak(word, next, std::memory_order_acq_rel));
+    if ((next & waitingBit) && stateIn(next) != protect) wake();
     return 0;
-}
-
-void ZReadWriteLock_5_1::leaveLocked() {
-    if (ownsNow()) {
-        setState(readers_ > 0 ? read : unset);
-        return;
-    }
-    // By the state a hold of protect or write is another's: the caller is a reader, if there is
-    // one.
-    if (readers_ == 0) refuseUnlock();
-    if (--readers_ == 0 && state() == read) setState(unset);
 }
 
 int ZReadWriteLock_5_1::unlock(int) {
     return unlock();
 }
 
-int ZReadWriteLock_5_1::getReaderCount() {
-    ZResourceLock_5_1 const hold(*condition_.getResource());
-    return readers_;
+// The word was in the caller's way. Under the lock; may return early.
+void ZReadWriteLock_5_1::sleep(Word word) {
+    struct Waiter {
+        ZReadWriteLock_5_1& lock;
+        explicit Waiter(ZReadWriteLock_5_1& l) : lock(l) { ++lock.waiters_; }
+        Waiter(Waiter const&) = delete;
+        Waiter& operator=(Waiter const&) = delete;
+        ~Waiter() {
+            if (--lock.waiters_ == 0) lock.word_ &= ~waitingBit;
+        }
+    } const counted(*this);
+    if ((word & waitingBit) || word_.compare_exchange_strong(word, word | waitingBit)) {
+        condition_.wait();
+    }
+}
+
+void ZReadWriteLock_5_1::wake() {
+    { ZResourceLock_5_1 const hold(*condition_.getResource()); }
+    condition_.broadcast();
 }
 
 // ---- the guard ----

@@ -92,7 +92,7 @@ protected:
 // takes a hold; but for its promotion of protect, which waits until the thread is cancelled, since
 // the state leaves protect only through the owner's own unlock(). A promotion by another thread
 // gets code 5. Code 5 is ZLockResourceException_5_1, code 6 ZUnlockResourceException_5_1, rc 0
-// both; nothing has changed then. 2^31 - 1 read holds are the most: EAGAIN (code 5) for one more.
+// both; nothing has changed then. 2^29 - 1 read holds are the most: EAGAIN (code 5) for one more.
 //
 // Not recursive: a reader that asks for write waits for itself for ever. There is no time limit and
 // no order among the waiting: a steady stream of readers keeps a writer waiting. Holds are counted,
@@ -131,19 +131,20 @@ public:
     virtual int getReaderCount();
 
 private:
-    zlockstate state() const { return state_.load(std::memory_order_acquire); }
-    void setState(zlockstate state) { state_.store(state, std::memory_order_release); }
-    bool ownsNow() const;
-    void sleep();
-    void becomeOwner(zlockstate state);
-    void refuseOwner() const;
-    void leaveLocked();
+    using Word = std::uint32_t;
 
-    std::int32_t readers_;
-    std::atomic<zlockstate> state_;
+    bool ownedIn(Word word) const;
+    Word refuseOwner() const;
+    bool takeShared(Word& word);
+    void takeAsOwner(zlockstate wanted, zlockstate most);
+    void sleep(Word word);
+    void wake();
+
+    std::atomic<Word> word_;  // readers, state, and whether anybody waits
+    [[maybe_unused]] std::int32_t reserved_;
     std::atomic<pthread_t> owner_;  // all bits set before the first
     std::int32_t waiters_;
-    ZCondition_5_1 condition_;  // its lock guards the fields above
+    ZCondition_5_1 condition_;
 };
 
 // Releases a lock at the end of a scope:
