@@ -98,6 +98,11 @@ TEST(ZThread, IsJoinedOnceForEachStart) {
 TEST(ZThread, EndsInOrderHoweverItEnds) {
     std::atomic<bool> asleep{false};
     auto const throwOne = [] { throw 1; };
+    auto const cancelSelf = [] { pthread_cancel(pthread_self()); };
+    auto const testAndThrow = [] {
+        pthread_testcancel();
+        throw 1;
+    };
     ZCondition_5_1 never;
     auto const sleepOn = [&] {
         ZResourceLock_5_1 const hold(*never.getResource());
@@ -115,7 +120,8 @@ TEST(ZThread, EndsInOrderHoweverItEnds) {
         {"ends itself", [] { pthread_exit(nullptr); }, throwOne, "Error: 19"},
         {"is cancelled", sleepOn, [] {}, ""},
         {"is cancelled, throws", sleepOn, throwOne, "Error: 19"},
-        {"exit ends", [] { pthread_cancel(pthread_self()); }, [] { pthread_exit(nullptr); }, ""},
+        {"its exit ends it", [] {}, [] { pthread_exit(nullptr); }, ""},
+        {"cancels itself", cancelSelf, testAndThrow, "Error: 19"},
     };
     for (auto const& row : rows) {
         asleep = false, ended = 0;
@@ -133,7 +139,7 @@ TEST(ZThread, EndsInOrderHoweverItEnds) {
                 row.run();
             };
             pool.start(*task);
-            if (std::string(row.name).find("cancelled") != std::string::npos) {
+            if (std::string(row.name).rfind("is cancelled", 0) == 0) {
                 until([&] { return asleep.load(); });
                 pthread_cancel(id);
             }
@@ -270,23 +276,41 @@ TEST(ZThreadPool, KeepsSomeIdle) {
     Sleeper joined, cancelled(1, 0), never(ULONG_MAX);
     never.start();
     auto* const often = new Sleeper(1, 1, 1);
+    std::atomic<bool> slow{false};
+    often->work_ = [&] {
+        if (often->works_ == 0) return;
+        slow = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    };
     ended = 0;
     for (Sleeper* sleeper : {&joined, &cancelled, often}) {
         if (sleeper != often) sleeper->wakeUp();
         small.start(*sleeper);  // where the former one is idle and in the way
     }
-    until([&] { return often->works_ >= 2; });
-    small.waitForExit();
+    until([&] { return slow.load(); });
+    small.waitForExit();  // tells a thread to exit that is about to delete itself
     expectRefused<ZThread_5_1>(joined, ESRCH);
     small.start(cancelled);
     cancelled.wakeUp();
     until([&] { return small.getAvailableIdleThread(first) == &cancelled; });
     int accepted = 0;
-    small.threadDoneNotification(cancelled, accepted);
-    EXPECT_EQ(accepted, 1);
+    for (int i = 0; i < 2; ++i) {
+        small.threadDoneNotification(cancelled, accepted);
+        EXPECT_EQ(accepted, 1) << "what is idle stays so";
+    }
     pthread_cancel(cancelled.getPThreadID());
     until([] { return ended == 4; });
     EXPECT_EQ(small.getAvailableIdleThread(first), nullptr);
+    std::atomic<int> refused{0};
+    Task holding(1, 0, [&] { until([&] { return refused == 2; }); });
+    Task offering(1, 0, [&] {
+        for (int kept = 0; refused < 2; pool.getAvailableIdleThread(third)) {
+            pool.threadDoneNotification(cancelled, kept);
+            if (!kept) std::this_thread::sleep_for(std::chrono::milliseconds(5)), ++refused;
+        }
+    });
+    pool.start(holding), pool.start(offering);
+    pool.waitForExit();
     small.waitForExit(), never.waitForExit();
     EXPECT_EQ(joined.works_ + cancelled.works_ + 10 * never.works_, 3u);
 }

@@ -142,6 +142,7 @@ public:
 
     virtual void doWork() = 0;
 
+    // Waits while a work is being done by another thread.
     void wakeUp();
 
 private:
