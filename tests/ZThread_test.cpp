@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -32,9 +33,7 @@ struct Task : ZThread_5_1 {
         : ZThread_5_1(detached, deletes), run_(std::move(body)) {}
     void run() override { run_(); }
     void exit() override {
-        struct Last {
-            ~Last() { ++ended; }
-        } const last;
+        std::shared_ptr<void> const last(&ended, [](auto) { ++ended; });
         exit_();
     }
 
@@ -55,13 +54,10 @@ struct Sleeper : ZSleeperThread_5_1 {
     std::atomic<unsigned int> works_{0};
 };
 
-template <class Thread>
-void expectRefused(Thread& thread, int rc, void (Thread::*call)() = &Thread::waitForExit) {
-    ztest::expectThrow<ZThreadException_5_1>([&] { (thread.*call)(); },
-                                             [rc](auto& e) {
-                                                 EXPECT_TRUE(e.code() == 20 && e.rc() == rc)
-                                                     << e.code() << ' ' << e.rc();
-                                             });
+void expectRefused(ZThread_5_1& thread, int rc,
+                   void (ZThread_5_1::*call)() = &ZThread_5_1::waitForExit) {
+    auto const is = [rc](auto& e) { EXPECT_TRUE(e.code() == 20 && e.rc() == rc) << e.rc(); };
+    ztest::expectThrow<ZThreadException_5_1>([&] { (thread.*call)(); }, is);
 }
 
 TEST(ZThread, IsJoinedOnceForEachStart) {
@@ -69,20 +65,20 @@ TEST(ZThread, IsJoinedOnceForEachStart) {
         using ZThread_5_1::ZThread_5_1;
         void run() override {
             inside = getPThreadID() == pthread_self();
-            expectRefused<ZThread_5_1>(*this, EDEADLK);
+            expectRefused(*this, EDEADLK);
         }
         bool inside = false;
     } odd(77), other(0, 0);
     EXPECT_TRUE(odd.getPThreadID() == 77 && odd.hash() == 77 && odd > other && other < odd);
     EXPECT_EQ(odd.compare(odd) + 2 * odd.compare(other) + 4 * other.compare(odd), -2);
     EXPECT_THROW(odd.clone(), ZNotClonableException_5_1);
-    expectRefused<ZThread_5_1>(odd, ESRCH);
+    expectRefused(odd, ESRCH);
     for (Odd* thread : {&odd, &other, &odd}) {
         thread->inside = false;
         thread->start();
         thread->waitForExit();
         EXPECT_TRUE(thread->inside);
-        expectRefused<ZThread_5_1>(*thread, ESRCH);
+        expectRefused(*thread, ESRCH);
     }
     std::atomic<bool> go{false};
     Task detached(1, 0, [&] { until([&] { return go.load(); }); });
@@ -97,12 +93,7 @@ TEST(ZThread, IsJoinedOnceForEachStart) {
 
 TEST(ZThread, EndsInOrderHoweverItEnds) {
     std::atomic<bool> asleep{false};
-    auto const throwOne = [] { throw 1; };
-    auto const cancelSelf = [] { pthread_cancel(pthread_self()); };
-    auto const testAndThrow = [] {
-        pthread_testcancel();
-        throw 1;
-    };
+    auto const throwOne = [] { pthread_testcancel(), throw 1; };
     ZCondition_5_1 never;
     auto const sleepOn = [&] {
         ZResourceLock_5_1 const hold(*never.getResource());
@@ -121,7 +112,7 @@ TEST(ZThread, EndsInOrderHoweverItEnds) {
         {"is cancelled", sleepOn, [] {}, ""},
         {"is cancelled, throws", sleepOn, throwOne, "Error: 19"},
         {"its exit ends it", [] {}, [] { pthread_exit(nullptr); }, ""},
-        {"cancels itself", cancelSelf, testAndThrow, "Error: 19"},
+        {"cancels itself", [] { pthread_cancel(pthread_self()); }, throwOne, "Error: 19"},
     };
     for (auto const& row : rows) {
         asleep = false, ended = 0;
@@ -133,15 +124,10 @@ TEST(ZThread, EndsInOrderHoweverItEnds) {
                 counted = live == 1 && pthread_equal(task->getPThreadID(), pthread_self());
                 row.exit();
             };
-            pthread_t id = 0;
-            task->run_ = [&, task] {
-                id = task->getPThreadID();
-                row.run();
-            };
             pool.start(*task);
             if (std::string(row.name).rfind("is cancelled", 0) == 0) {
                 until([&] { return asleep.load(); });
-                pthread_cancel(id);
+                pthread_cancel(task->getPThreadID());
             }
             pool.waitForExit();
             until([] { return live == 0; });
@@ -160,13 +146,10 @@ TEST(ZThread, KeepsAnObjectForEachThread) {
     ZThread_5_1::createThreadKey(key);
     auto const use = [&] {
         EXPECT_EQ(ZThread_5_1::getThreadObject(key), nullptr);
-        ZThread_5_1::setThreadObject(key, &replaced);
-        ZThread_5_1::setThreadObject(key, nullptr);
-        EXPECT_EQ(ZThread_5_1::getThreadObject(key), nullptr);
-        ZThread_5_1::setThreadObject(key, &replaced);
-        auto* const item = new Item;
-        ZThread_5_1::setThreadObject(key, item);
-        EXPECT_TRUE(ZThread_5_1::getThreadObject(key) == item && live >= 2);
+        for (Item* item : {&replaced, static_cast<Item*>(nullptr), &replaced, new Item}) {
+            ZThread_5_1::setThreadObject(key, item);
+            EXPECT_EQ(ZThread_5_1::getThreadObject(key), item);
+        }
     };
     Task task(0, 0, use);
     task.start();
@@ -174,16 +157,15 @@ TEST(ZThread, KeepsAnObjectForEachThread) {
     EXPECT_EQ(live, 2) << "the task and the replaced item are left";
 
     std::vector<unsigned int> keys{key};
-    int rc = 0;
-    try {
+    auto const all = [&] {
         for (;; keys.push_back(key)) ZThread_5_1::createThreadKey(key);
-    } catch (ZThreadException_5_1& e) {
-        rc = e.code() == 29 ? e.rc() : -1;
-    }
-    EXPECT_EQ(rc, EAGAIN);
+    };
+    auto const none = [&](auto& e) { EXPECT_TRUE(e.code() == 29 && e.rc() == EAGAIN); };
+    ztest::expectThrow<ZThreadException_5_1>(all, none);
     for (unsigned int each : keys) pthread_key_delete(each);
-    ztest::expectThrow<ZThreadException_5_1>([&] { ZThread_5_1::setThreadObject(key, &replaced); },
-                                             [](auto& e) { EXPECT_EQ(e.code() + 0u, 30u); });
+    auto const set = [&] { ZThread_5_1::setThreadObject(key, &replaced); };
+    auto const gone = [](auto& e) { EXPECT_TRUE(e.code() == 30 && e.rc() == EINVAL); };
+    ztest::expectThrow<ZThreadException_5_1>(set, gone);
 }
 
 TEST(ZSleeperThread, LosesNoWakeUp) {
@@ -195,8 +177,7 @@ TEST(ZSleeperThread, LosesNoWakeUp) {
         sleeper->work_ = [&, left = 1]() mutable {
             if (left-- > 0) sleeper->wakeUp();
         };
-        ZSleeperThread_5_1& base = *sleeper;
-        if (sleeper != &detached) expectRefused(base, ESRCH);
+        if (sleeper != &detached) expectRefused(*sleeper, ESRCH);
         sleeper->start();
         until([&] { return sleeper->works_ == 2; });
         sleeper->waitForExit();
@@ -209,13 +190,11 @@ TEST(ZSleeperThread, LosesNoWakeUp) {
         });
         EXPECT_EQ(report.rfind("Error: 19\n", 0), 0u) << report;
         sleeper->waitForExit();
-        sleeper->work_ = [&] { expectRefused(base, EDEADLK); };
-        if (sleeper == &detached) {
-            sleeper->work_ = [&] {
-                sleeper->waitForExit();
-                expectRefused(base, EDEADLK, &ZSleeperThread_5_1::start);
-            };
-        }
+        sleeper->work_ = [&] {
+            if (sleeper != &detached) return expectRefused(*sleeper, EDEADLK);
+            sleeper->waitForExit();
+            expectRefused(*sleeper, EDEADLK, &ZThread_5_1::start);
+        };
         sleeper->start();
         until([] { return ended == 3; });
         EXPECT_EQ(sleeper->works_, 3u) << "the failed work was still to be done";
@@ -265,9 +244,8 @@ TEST(ZThreadPool, KeepsSomeIdle) {
         pool.start(*sleeper);
     }
     until([&] { return done == 4 && live == 2; });
-    EXPECT_TRUE(pool.getAvailableIdleThread(first) &&
-                pool.getAvailableIdleThread(second) == second);
-    EXPECT_TRUE(second && second != first && !pool.getAvailableIdleThread(third));
+    EXPECT_TRUE(pool.getAvailableIdleThread(first) && pool.getAvailableIdleThread(second));
+    EXPECT_TRUE(second != first && !pool.getAvailableIdleThread(third));
     for (ZThread_5_1* thread : {first, second}) static_cast<Sleeper*>(thread)->wakeUp();
     pool.waitForExit();
     until([&] { return live == 0; });
@@ -289,22 +267,21 @@ TEST(ZThreadPool, KeepsSomeIdle) {
     }
     until([&] { return slow.load(); });
     small.waitForExit();  // tells a thread to exit that is about to delete itself
-    expectRefused<ZThread_5_1>(joined, ESRCH);
+    expectRefused(joined, ESRCH);
     small.start(cancelled);
     cancelled.wakeUp();
     until([&] { return small.getAvailableIdleThread(first) == &cancelled; });
-    int accepted = 0;
-    for (int i = 0; i < 2; ++i) {
-        small.threadDoneNotification(cancelled, accepted);
-        EXPECT_EQ(accepted, 1) << "what is idle stays so";
-    }
+    int kept = 0, stillKept = 0;
+    small.threadDoneNotification(cancelled, kept),
+        small.threadDoneNotification(cancelled, stillKept);
+    EXPECT_TRUE(kept && stillKept);
     pthread_cancel(cancelled.getPThreadID());
     until([] { return ended == 4; });
     EXPECT_EQ(small.getAvailableIdleThread(first), nullptr);
     std::atomic<int> refused{0};
     Task holding(1, 0, [&] { until([&] { return refused == 2; }); });
     Task offering(1, 0, [&] {
-        for (int kept = 0; refused < 2; pool.getAvailableIdleThread(third)) {
+        for (; refused < 2; pool.getAvailableIdleThread(third)) {
             pool.threadDoneNotification(cancelled, kept);
             if (!kept) std::this_thread::sleep_for(std::chrono::milliseconds(5)), ++refused;
         }
@@ -317,45 +294,41 @@ TEST(ZThreadPool, KeepsSomeIdle) {
 
 #if Z_CALLS_CAN_FAIL
 TEST(ZThread, PassesOnWhatTheSystemRefuses) {
-    enum { starts, pools, dies, writes };
     struct {
         char const* call;
-        unsigned long code;
-        int where;
+        unsigned long thrown, written;
     } const rows[] = {
-        {"pthread_attr_init", 15, starts},    {"pthread_attr_setdetachstate", 16, starts},
-        {"pthread_create", 17, starts},       {"pthread_attr_destroy", 18, writes},
-        {"pthread_mutex_init", 3, pools},     {"pthread_cond_init", 7, pools},
-        {"pthread_cond_broadcast", 10, dies}, {"pthread_mutex_unlock", 6, dies},
-        {"pthread_cond_destroy", 8, writes},  {"pthread_mutex_destroy", 4, writes},
+        {"pthread_attr_init", 15, 0},      {"pthread_attr_setdetachstate", 16, 0},
+        {"pthread_create", 17, 0},         {"pthread_attr_destroy", 0, 18},
+        {"pthread_mutex_init", 3, 0},      {"pthread_cond_init", 7, 0},
+        {"pthread_cond_broadcast", 10, 0}, {"pthread_mutex_unlock", 6, 0},
+        {"pthread_cond_destroy", 0, 8},    {"pthread_mutex_destroy", 0, 4},
     };
     for (auto const& row : rows) {
         Task task(0, 0, [] {});
         unsigned long thrown = 0;
         std::string const report = ztest::reported([&] {
             try {
-                if (row.where != dies) ztest::failingCall = row.call;
-                ZThreadPool_5_1 pool(1, 1);
-                if (row.where == starts || row.code == 18) task.start();
                 ztest::failingCall = row.call;
-                if (row.where == dies) pool.threadDeathNotification(task);
-                if (row.code == 18) task.waitForExit();
+                ZThreadPool_5_1 pool(1, 1);
+                task.start(), task.waitForExit();
+                pool.threadDeathNotification(task);
             } catch (ZThreadException_5_1& e) {
                 thrown = e.rc() == ztest::failure ? e.code() : 0;
             }
             ztest::failingCall = "";
         });
-        EXPECT_EQ(thrown, row.where == writes ? 0 : row.code) << row.call;
-        if (row.where != writes) continue;
-        EXPECT_EQ(report.rfind("Error: " + std::to_string(row.code) + "\n", 0), 0u) << report;
-        EXPECT_NE(report.find("Information:\n95\n"), report.npos) << report;
+        EXPECT_EQ(thrown, row.thrown) << row.call;
+        std::string const start =
+            "Error: " + std::to_string(row.written) + "\n File: \"src/Z/ZThread";
+        bool const written = report.rfind(start, 0) == 0 && report.find(":\n95\n") != report.npos;
+        EXPECT_EQ(written, row.written != 0) << row.call << report;
     }
     ZThreadPool_5_1 pool(1, 0);
     Task task(0, 0, [] {});
     ztest::failingCall = "pthread_create";
     std::string const report = ztest::reported([&] { pool.start(task); });
-    EXPECT_EQ(report.rfind("Exception: ZThreadException\n File: \"src/Z/ZThread\"", 0), 0u)
-        << report;
+    EXPECT_NE(report.find("ZThreadException\n File: \"src/Z/ZThread\""), report.npos) << report;
     ztest::failingCall = "";
     pool.start(task), pool.waitForExit(), task.waitForExit();
 }
@@ -378,10 +351,8 @@ TEST(ZThreadPool, SurvivesAStorm) {
         starters.emplace_back([&pool, each] {
             for (unsigned i = 0; i < each; ++i) {
                 ZThread_5_1* worker = nullptr;
-                if (i % 4)
-                    pool.start(*new Task(1, 1, [&pool] { ++pool.done; }));
-                else
-                    static_cast<Sleeper*>(pool.getAvailableIdleThread(worker))->wakeUp();
+                i % 4 ? pool.start(*new Task(1, 1, [&pool] { ++pool.done; }))
+                      : static_cast<Sleeper*>(pool.getAvailableIdleThread(worker))->wakeUp();
             }
         });
     }
@@ -400,13 +371,11 @@ TEST(ZSleeperThread, SurvivesAStorm) {
         sleeper->work_ = [&] { seen = asked.load(); };
         unsigned const each = ztest::stressed(20000), lives = ztest::stressed(1000);
         sleeper->start();
-        std::vector<std::thread> wakers;
-        for (int t = 0; t < 2; ++t) {
-            wakers.emplace_back([&] {
-                for (unsigned i = 0; i < each; ++i) ++asked, sleeper->wakeUp();
-            });
-        }
-        for (std::thread& waker : wakers) waker.join();
+        auto const wake = [&] {
+            for (unsigned i = 0; i < each; ++i) ++asked, sleeper->wakeUp();
+        };
+        std::thread other(wake);
+        wake(), other.join();
         until([&] { return seen == 2 * each; });
         sleeper->waitForExit();
         EXPECT_TRUE(sleeper->works_ >= 1 && sleeper->works_ <= 2 * each) << sleeper->works_;
