@@ -43,6 +43,7 @@ struct Counting : ZObserverInterface_5_1 {
         expect(update.getLastSequence() == seen && lock.haveLock(Lock::write), "notice");
         seen = stored();
         expect(update.getSequence() == seen, "number in the notice");
+        expect(update.getSequence() != update.getLastSequence(), "notice of nothing new");
     }
     std::uint32_t stored() const {
         std::uint32_t number = 0;
@@ -65,7 +66,7 @@ struct Counting : ZObserverInterface_5_1 {
                 hold.setUpdate(0), std::this_thread::yield(), check();
                 continue;
             }
-            hold.setUpdate(1);  // a notice has cleared it
+            if (state == Lock::protect) hold.setUpdate(1);  // a notice may have cleared it
             std::uint32_t const next = ++seen;
             expect(pwrite(file, &next, sizeof next, 0) == sizeof next, "write");
             ++updates;
