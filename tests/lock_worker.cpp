@@ -59,7 +59,7 @@ struct Counting : ZObserverInterface_5_1 {
         std::minstd_rand random(seed);
         for (; rounds > 0; --rounds) {
             auto const state = static_cast<Lock::zlockstate>(random() % 3 + 1);
-            ZStackReadWriteLock_5_1 hold(lock, random() % 2);
+            ZStackReadWriteLock_5_1 hold(lock, static_cast<int>(random() % 2));
             lock.lock(state);
             check();
             if (state == Lock::read || random() % 4 == 0) {
@@ -88,7 +88,8 @@ int main(int argc, char** argv) try {
     Counting counting(lock, argv[1] + std::string("/counter"));
     std::vector<std::thread> threads;
     for (int i = 0; i < number; ++i) {
-        threads.emplace_back([&, i] { counting.run(getpid() * 16u + i, std::atoi(argv[4])); });
+        auto const seed = static_cast<unsigned>(getpid() * 16 + i);
+        threads.emplace_back([&, seed] { counting.run(seed, std::atoi(argv[4])); });
     }
     for (std::thread& thread : threads) thread.join();
     std::printf("%u\n", counting.updates.load());

@@ -181,7 +181,7 @@ void ZReadWriteLock_5_1::takeAsOwner(zlockstate wanted, zlockstate most) {
         }
         pthread_t const former = owner_.load(std::memory_order_relaxed);
         owner_.store(pthread_self(), std::memory_order_relaxed);
-        if (word_.compare_exchange_strong(word, (word & ~stateBits) | wanted)) return;
+        if (word_.compare_exchange_strong(word, (word & ~stateBits) | Word(wanted))) return;
         owner_.store(former, std::memory_order_relaxed);  // a reader came or went
     }
 }
@@ -228,13 +228,12 @@ int ZReadWriteLock_5_1::unlock(int) {
 void ZReadWriteLock_5_1::sleep(Word word) {
     struct Waiter {
         ZReadWriteLock_5_1& lock;
-        explicit Waiter(ZReadWriteLock_5_1& l) : lock(l) { ++lock.waiters_; }
-        Waiter(Waiter const&) = delete;
-        Waiter& operator=(Waiter const&) = delete;
         ~Waiter() {
             if (--lock.waiters_ == 0) lock.word_ &= ~waitingBit;
         }
-    } const counted(*this);
+    };
+    ++waiters_;
+    Waiter const counted{*this};
     if ((word & waitingBit) || word_.compare_exchange_strong(word, word | waitingBit)) {
         condition_.wait();
     }
