@@ -253,9 +253,10 @@ void hold(int file, short type, off_t start, off_t length) {
     if (fcntl(file, F_SETLKW, &range) != 0) std::abort();
 }
 
+constexpr char byHand[] = "/dev/shm/z_bench.lock";
+
 int opened(int flags) {
-    int const file =
-        open("/dev/shm/z_bench.lock", O_RDWR | O_CREAT | O_CLOEXEC | flags, S_IRUSR | S_IWUSR);
+    int const file = open(byHand, O_RDWR | O_CREAT | O_CLOEXEC | flags, S_IRUSR | S_IWUSR);
     if (file == -1) std::abort();
     return file;
 }
@@ -281,6 +282,7 @@ void fileByFcntl(State& state) {
         hold(file, F_UNLCK, 0, 4);
     }
     close(file);
+    unlink(byHand);
 }
 
 // One region and one transfer: a writer writes its number, a reader reads it.
@@ -297,6 +299,7 @@ void fileByHand(State& state) {
         hold(file, F_UNLCK, 0, 4);
         close(file);
     }
+    unlink(byHand);
 }
 
 void addFiles() {
