@@ -92,12 +92,12 @@ TEST(ZThread, IsJoinedOnceForEachStart) {
 }
 
 TEST(ZThread, EndsInOrderHoweverItEnds) {
-    std::atomic<bool> asleep{false};
+    std::atomic<pthread_t> asleep{0};
     auto const throwOne = [] { pthread_testcancel(), throw 1; };
     ZCondition_5_1 never;
     auto const sleepOn = [&] {
         ZResourceLock_5_1 const hold(*never.getResource());
-        for (asleep = true;;) never.wait();
+        for (asleep = pthread_self();;) never.wait();
     };
     struct {
         char const* name;
@@ -115,7 +115,7 @@ TEST(ZThread, EndsInOrderHoweverItEnds) {
         {"cancels itself", [] { pthread_cancel(pthread_self()); }, throwOne, "Error: 19"},
     };
     for (auto const& row : rows) {
-        asleep = false, ended = 0;
+        asleep = 0, ended = 0;
         ZThreadPool_5_1 pool(1, 0);
         std::string const report = ztest::reported([&] {
             auto* const task = new Task(1, 1, row.run);
@@ -126,8 +126,8 @@ TEST(ZThread, EndsInOrderHoweverItEnds) {
             };
             pool.start(*task);
             if (std::string(row.name).rfind("is cancelled", 0) == 0) {
-                until([&] { return asleep.load(); });
-                pthread_cancel(task->getPThreadID());
+                until([&] { return asleep != 0; });
+                pthread_cancel(asleep);
             }
             pool.waitForExit();
             until([] { return live == 0; });
@@ -311,8 +311,8 @@ TEST(ZThread, PassesOnWhatTheSystemRefuses) {
             try {
                 ztest::failingCall = row.call;
                 ZThreadPool_5_1 pool(1, 1);
-                task.start(), task.waitForExit();
                 pool.threadDeathNotification(task);
+                task.start(), task.waitForExit();
             } catch (ZThreadException_5_1& e) {
                 thrown = e.rc() == ztest::failure ? e.code() : 0;
             }

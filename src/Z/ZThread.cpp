@@ -1,22 +1,31 @@
 // ZThread: threads as objects, sleepers that work when woken, and the pool that bounds them.
 // Subsystem: concurrency, layer 4. Test: tests/ZThread_test.cpp
 //
-// 1. start() touches nothing of the object once pthread_create has succeeded, for the thread may
-//    have deleted it: what both write lies in a cell that lives until the last of them is done.
+// 1. start() makes the thread and notes it under the mutex of the cell, which the thread takes
+// first
+//    of all. After it start() touches nothing of the object, for the thread may have deleted it.
 // 2. A sleeper's thread does not leave its loop before the start() that made it has returned its
 //    lock, and a caller who gives the lock of a condition back touches nothing of the sleeper
 //    afterwards.
-// 3. Locks are taken in this order: wake condition, pool. The start condition's is a leaf.
+// 3. Locks are taken in this order: start condition, cell; wake condition, pool; wake condition,
+//    start condition.
 #include "ZThread.h"
 
-#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <limits>
+#include <mutex>
 #include <type_traits>
 
 #include "ZException.h"
 #include "zraise.h"
 #include "zreport.h"
+
+#ifdef __ILP32__
+static_assert(sizeof(ZThread_5_1) == 20 &&
+                  sizeof(ZSleeperThread_5_1) == 20 + 16 + 2 * sizeof(ZCondition_5_1),
+              "the record is fixed on 32 bits");
+#endif
 
 namespace {
 
@@ -28,6 +37,12 @@ constexpr int attributesDestroyFailed = 18;
 constexpr int joinFailed = 20;
 constexpr int keyFailed = 29;
 constexpr int storeFailed = 30;
+
+using Guard = std::lock_guard<std::mutex>;
+
+// The object of the calling thread. An identifier alone does not tell: it may have been an ended
+// thread's.
+thread_local ZThread_5_1 const* current = nullptr;
 
 class Attributes {
 public:
@@ -56,6 +71,16 @@ private:
 
 }  // namespace
 
+struct ZThread_5_1::Cell {
+    explicit Cell(pthread_t thread) : id(thread) {}
+
+    std::mutex mutex;  // guards the next two, but the identifier is read without
+    std::atomic<pthread_t> id;
+    bool joinable = false;
+    int starting = 0;  // calls of a sleeper's start() that its thread must not end before;
+                       // guarded by the lock of its start condition
+};
+
 // ---- how a thread ends ----
 
 // The last of a thread. The object may be gone as soon as its exit() or the pool has been told.
@@ -68,6 +93,7 @@ struct ZThread_5_1::Farewell {
     Farewell& operator=(Farewell const&) = delete;
     ~Farewell() {
         z_5_1::NotCancelled const whole;
+        current = nullptr;
         // Only a cancellation would pass, and it is held off.
         // cppcheck-suppress throwInNoexceptFunction
         if (pool_) z_5_1::quietly(unit, [this] { pool_->threadDeathNotification(thread_); });
@@ -85,7 +111,8 @@ struct ZThread_5_1::Exit {
     Exit(Exit const&) = delete;
     Exit& operator=(Exit const&) = delete;
 
-    // An exit() that calls pthread_exit passes.
+    // An exit() that calls pthread_exit passes where run() has returned. While the thread unwinds
+    // already, that aborts the process.
     ~Exit() noexcept(false) {
         z_5_1::NotCancelled const whole;
         z_5_1::quietly(unit, [this] {
@@ -99,8 +126,9 @@ struct ZThread_5_1::Exit {
 
 void* ZThread_5_1::entry(void* object) {
     auto& thread = *static_cast<ZThread_5_1*>(object);
-    thread.threadId_->id = pthread_self();
-    // Both run on return, exception, pthread_exit and cancellation alike, in this order from below.
+    { Guard const noted(thread.threadId_->mutex); }
+    current = &thread;
+    // These two act when they are destroyed, Exit before Farewell, however run() is left.
     Farewell const farewell(thread);
     Exit const exit(farewell);
     z_5_1::quietly(unit, [&thread] { thread.run(); });
@@ -110,15 +138,14 @@ void* ZThread_5_1::entry(void* object) {
 // ---- ZThread_5_1 ----
 
 ZThread_5_1::ZThread_5_1(unsigned int id)
-    : threadId_(std::make_shared<Cell>(id)), detached_(0), deleteOnExit_(0), pool_(nullptr) {}
+    : threadId_(new Cell(id)), detached_(0), deleteOnExit_(0), pool_(nullptr) {}
 
 ZThread_5_1::ZThread_5_1(int detached, int deleteOnExit)
-    : threadId_(std::make_shared<Cell>(0)),
-      detached_(detached),
-      deleteOnExit_(deleteOnExit),
-      pool_(nullptr) {}
+    : threadId_(new Cell(0)), detached_(detached), deleteOnExit_(deleteOnExit), pool_(nullptr) {}
 
-ZThread_5_1::~ZThread_5_1() {}
+ZThread_5_1::~ZThread_5_1() {
+    delete threadId_;
+}
 
 unsigned long ZThread_5_1::hash() const {
     return getPThreadID();
@@ -137,34 +164,61 @@ ZObject_5_1* ZThread_5_1::clone() const {
 void ZThread_5_1::start() {
     Attributes attributes;
     attributes.setDetached(detached_ != 0);
-    bool const joinable = detached_ == 0;
-    std::shared_ptr<Cell> const cell(threadId_);
-    pool_ = cell->starter;
-    pthread_t id = 0;
-    pthread_t former = cell->id;
-    z_5_1::check<ZThreadException_5_1>(unit, createFailed,
-                                       pthread_create(&id, attributes.get(), entry, this));
+    Starter* starter = innermostStarter();
+    if (starter && (&starter->thread != this || starter->threadMade)) starter = nullptr;
+    int const rc = create(attributes.get(), starter ? &starter->pool : nullptr);
     // From here on the object may be gone, or have another thread.
-    cell->starter = nullptr;
-    cell->id.compare_exchange_strong(former, id);
-    if (joinable) cell->joinable = true;
+    z_5_1::check<ZThreadException_5_1>(unit, createFailed, rc);
+    if (starter) starter->threadMade = true;
+}
+
+int ZThread_5_1::create(pthread_attr_t const* attributes, ZThreadPool_5_1* pool) {
+    Guard const hold(threadId_->mutex);
+    ZThreadPool_5_1* const former = pool_;
+    pool_ = pool;
+    pthread_t id = 0;
+    int const rc = pthread_create(&id, attributes, entry, this);
+    if (rc == 0) {
+        threadId_->id = id;
+        threadId_->joinable = detached_ == 0;
+    } else {
+        pool_ = former;
+    }
+    return rc;
+}
+
+ZThread_5_1::Starter*& ZThread_5_1::innermostStarter() {
+    thread_local Starter* innermost = nullptr;
+    return innermost;
+}
+
+bool ZThread_5_1::hasThreadToJoin() const {
+    Guard const hold(threadId_->mutex);
+    return threadId_->joinable;
 }
 
 void ZThread_5_1::waitForExit() {
     if (detached_) return;
-    pthread_t const id = getPThreadID();
-    if (pthread_equal(id, pthread_self())) {
+    if (current == this && pthread_equal(getPThreadID(), pthread_self())) {
         z_5_1::raise(unit, ZThreadException_5_1(joinFailed, EDEADLK));
     }
     // Of several calls one joins. It gives the thread back when it fails or is cancelled.
     struct Claim {
-        std::atomic<bool>& joinable;
-        bool given = joinable.exchange(false);
-        ~Claim() {
-            if (given) joinable = true;
+        Cell& cell;
+        pthread_t id = 0;
+        bool given = false;
+        explicit Claim(Cell& from) : cell(from) {
+            Guard const hold(cell.mutex);
+            std::swap(given, cell.joinable);
+            id = cell.id;
         }
-    } claim{threadId_->joinable};
-    int const rc = claim.given ? pthread_join(id, nullptr) : ESRCH;
+        ~Claim() {
+            if (!given) return;
+            Guard const hold(cell.mutex);
+            cell.joinable = true;
+        }
+    } claim(*threadId_);
+    int const rc = claim.given ? pthread_join(claim.id, nullptr) : ESRCH;
     z_5_1::check<ZThreadException_5_1>(unit, joinFailed, rc);
     claim.given = false;
 }
@@ -204,11 +258,13 @@ enum Work : int { none, wanted, underWay };
 
 // A call of start(), with the lock of the start condition held.
 struct ZSleeperThread_5_1::Starting {
-    explicit Starting(ZSleeperThread_5_1& sleeper) : sleeper_(sleeper) { ++sleeper_.starting_; }
+    explicit Starting(ZSleeperThread_5_1& sleeper) : sleeper_(sleeper) {
+        ++sleeper_.threadId_->starting;
+    }
     Starting(Starting const&) = delete;
     Starting& operator=(Starting const&) = delete;
     ~Starting() {
-        --sleeper_.starting_;
+        --sleeper_.threadId_->starting;
         // Only a cancellation would pass, and nothing here can be cancelled.
         // cppcheck-suppress throwInNoexceptFunction
         z_5_1::quietly(unit, [this] { sleeper_.startCondition_.broadcast(); });
@@ -218,27 +274,31 @@ struct ZSleeperThread_5_1::Starting {
 };
 
 // The end of the loop, however it is left. Lets start() go first, even where the thread has failed
-// before it could say that it runs.
+// before it could say that it runs. When running_ is 0 again the object may be given another
+// thread, so it is out of the idle set by then.
 struct ZSleeperThread_5_1::Leaving {
-    explicit Leaving(ZSleeperThread_5_1& sleeper) : sleeper_(sleeper) {}
+    explicit Leaving(ZSleeperThread_5_1& sleeper) : sleeper_(sleeper), pool_(sleeper.pool_) {}
     Leaving(Leaving const&) = delete;
     Leaving& operator=(Leaving const&) = delete;
     ~Leaving() {
         z_5_1::NotCancelled const whole;
         // Only a cancellation would pass, and it is held off.
         // cppcheck-suppress throwInNoexceptFunction
+        if (pool_) z_5_1::quietly(unit, [this] { pool_->forgetIdle(sleeper_); });
+        // cppcheck-suppress throwInNoexceptFunction
         z_5_1::quietly(unit, [this] {
             ZCondition_5_1& condition = sleeper_.startCondition_;
             ZResourceLock_5_1 const hold(*condition.getResource());
             sleeper_.running_ = 1;
             condition.broadcast();
-            while (sleeper_.starting_) condition.wait();
+            while (sleeper_.threadId_->starting) condition.wait();
             sleeper_.running_ = 0;
             condition.broadcast();
         });
     }
 
     ZSleeperThread_5_1& sleeper_;
+    ZThreadPool_5_1* const pool_;
 };
 
 ZSleeperThread_5_1::ZSleeperThread_5_1() : ZSleeperThread_5_1(0, 0, 0) {}
@@ -254,8 +314,7 @@ ZSleeperThread_5_1::ZSleeperThread_5_1(int detached, int deleteOnExit, unsigned 
       exitRequested_(0),
       workPending_(none),
       running_(0),
-      interval_(interval),
-      starting_(0) {}
+      interval_(interval) {}
 
 ZSleeperThread_5_1::ZSleeperThread_5_1(ZLock_5_1& lock)
     : ZThread_5_1(0, 0),
@@ -264,8 +323,7 @@ ZSleeperThread_5_1::ZSleeperThread_5_1(ZLock_5_1& lock)
       running_(0),
       interval_(0),
       startCondition_(lock),
-      wakeCondition_(lock),
-      starting_(0) {}
+      wakeCondition_(lock) {}
 
 ZSleeperThread_5_1::~ZSleeperThread_5_1() {}
 
@@ -304,10 +362,8 @@ void ZSleeperThread_5_1::run() {
         startCondition_.signal();
     }
     while (!exitRequested_) {
-        if (workPending_ == none) {
-            sleep();
-            continue;
-        }
+        sleep();
+        if (exitRequested_) break;
         workPending_ = underWay;
         doWork();
         if (workPending_ != underWay) continue;
@@ -319,15 +375,22 @@ void ZSleeperThread_5_1::run() {
     }
 }
 
+// Until there is work or the request to exit. A wait that returns for nothing does not lengthen the
+// interval.
 void ZSleeperThread_5_1::sleep() {
-    if (interval_ == 0) {
-        wakeCondition_.wait();
-        return;
+    timespec end = {0, 0};  // no limit
+    if (interval_ != 0) {
+        clock_gettime(CLOCK_REALTIME, &end);
+        end.tv_nsec = 0;
+        if (__builtin_add_overflow(end.tv_sec, interval_, &end.tv_sec)) {
+            end.tv_sec = std::numeric_limits<time_t>::max();
+        }
     }
-    constexpr unsigned long most = std::numeric_limits<long>::max();
-    int timedOut = 0;
-    wakeCondition_.wait(static_cast<long>(std::min(interval_, most)), timedOut);
-    if (timedOut) workPending_ = wanted;
+    while (workPending_ == none && !exitRequested_) {
+        int timedOut = 0;
+        wakeCondition_.wait(end, timedOut);
+        if (timedOut) workPending_ = wanted;
+    }
 }
 
 void ZSleeperThread_5_1::wakeUp() {

@@ -5,9 +5,6 @@
 
 #include <pthread.h>
 
-#include <atomic>
-#include <memory>
-
 #include "ZCondition.h"
 #include "ZLock.h"
 #include "ZMap.h"
@@ -25,8 +22,9 @@ class ZThreadPool_5_1;
 // With deleteOnExit (which counts for detached threads alone) the object lies on the heap and is
 // the caller's no more from start() on. A subclass must not start itself in its constructor.
 //
-// An object may be started again when its thread has ended. After a fork the child has no thread
-// but the one that forked: there, no object of another thread may be started, joined or deleted.
+// An object without deleteOnExit may be started again when its thread has ended, a joinable one
+// when it was joined. After a fork the child has no thread but the one that forked: there, no
+// object of another thread may be started, joined or deleted.
 class Z_API ZThread_5_1 : public ZObject_5_1 {
 public:
     // Keeps `id` as the identifier until it is started. Neither detached nor deleteOnExit.
@@ -54,14 +52,15 @@ public:
 
     // Returns at once for a detached thread, else joins. Throws ZThreadException_5_1 (code 20, rc
     // of pthread_join): ESRCH when there is no thread to be joined, because it was never started or
-    // is joined already, EDEADLK when the thread waits for itself. A cancelled wait can be
-    // repeated.
+    // being joined or joined already, EDEADLK when the thread waits for itself. A cancelled wait
+    // can be repeated.
     virtual void waitForExit();
 
     virtual void run() = 0;
 
     // Called by the thread when it ends, however it does, with cancellation held off. What it
-    // throws is written. Does nothing here.
+    // throws is written. Must not call pthread_exit: where the thread ends by that already, or is
+    // cancelled, the process would abort. Does nothing here.
     virtual void exit();
 
     // Right in run() from its first line on, and after start().
@@ -83,21 +82,22 @@ private:
     friend class ZSleeperThread_5_1;
     friend class ZThreadPool_5_1;
 
-    // What start() may still touch when the thread has deleted its object.
-    struct Cell {
-        explicit Cell(pthread_t thread) : id(thread) {}
-
-        std::atomic<pthread_t> id;  // written by start() and by the thread itself
-        std::atomic<ZThreadPool_5_1*> starter{nullptr};  // a pool that has asked for a thread
-        std::atomic<bool> joinable{false};
+    // A call of a pool's start() by the calling thread, for one thread.
+    struct Starter {
+        ZThread_5_1& thread;
+        ZThreadPool_5_1& pool;
+        bool threadMade;
     };
+    struct Cell;
     struct Farewell;
     struct Exit;
 
     static void* entry(void* object);
-    bool hasThreadToJoin() const { return threadId_->joinable.load(); }
+    int create(pthread_attr_t const* attributes, ZThreadPool_5_1* pool);
+    static Starter*& innermostStarter();
+    bool hasThreadToJoin() const;
 
-    std::shared_ptr<Cell> const threadId_;
+    Cell* const threadId_;
     int const detached_;
     int const deleteOnExit_;
 
@@ -111,8 +111,9 @@ private:
 // comes before start(), or while the sleeper is stopped, is served by the next thread.
 //
 // After waitForExit() an object without deleteOnExit may be started again, detached or not; start()
-// then waits until the former thread has left its loop. Started twice without that it has two
-// threads, of which waitForExit() joins one.
+// then waits until the former thread has left its loop. That call is needed also where the thread
+// has ended on its own: the new one of a joinable object would end at once, being told to exit
+// still, or the object has two threads, of which waitForExit() joins one.
 class Z_API ZSleeperThread_5_1 : public ZThread_5_1 {
 public:
     // The interval is in seconds of the wall clock, counted from the last whole second when the
@@ -154,23 +155,25 @@ private:
 
     int exitRequested_;  // these two are guarded by the lock of wakeCondition_
     int workPending_;
-    int running_;  // by that of startCondition_, as starting_
+    int running_;  // by that of startCondition_
     unsigned long const interval_;
     ZCondition_5_1 startCondition_;
     ZCondition_5_1 wakeCondition_;
-    int starting_;  // calls of start() that a thread must not end before
 };
 
 // Runs at most so many threads at a time, and keeps some sleepers that have done their work for
-// more. All operations may be called from any thread. Waits for a place or for an end are cancellation
-// points; the start and the exit of a thread are done whole.
+// more. All operations may be called from any thread. Waits for a place or for an end are
+// cancellation points; the start and the exit of a thread are done whole.
 //
 // The pool owns no thread. Its threads should be detached: one that is joined by the pool cannot be
-// joined by the caller. Sleepers are given work like this, in a subclass whose createThread() makes
-// and starts them:
-//     static_cast<Worker*>(pool.getAvailableIdleThread(thread))->take(work); thread->wakeUp();
-// A thread taken from the pool must be woken, or it is never done. Intervals and getAvailable-
-// IdleThread() do not mix: a thread that wakes by itself after it was taken is offered again.
+// joined by the caller. Where createThread() makes and starts objects of a sleeper class Worker
+// that has a field for its job, they are given one like this:
+//     ZThread_5_1* thread = nullptr;
+//     auto* worker = static_cast<Worker*>(pool.getAvailableIdleThread(thread));
+//     worker->job = job;
+//     worker->wakeUp();
+// A thread taken from the pool must be woken, or it is never done. It must have no interval: one
+// that wakes by itself after it was taken is offered again.
 //
 // Destroyed when waitForExit() has returned and nobody calls it any more. Failures of the mutex or
 // the condition throw ZThreadException_5_1 (code 5, 6 or 10 with rc of pthread_mutex_lock,
@@ -186,13 +189,17 @@ public:
     // Failures of pthread_cond_destroy (code 8) and pthread_mutex_destroy (code 4) are written.
     ~ZThreadPool_5_1() override;
 
+    // Throws ZNotClonableException_5_1 (code 14).
+    ZObject_5_1* clone() const override;
+
     // A new worker where no idle one is there. Called without the mutex, so that it may start the
     // thread in this pool. Returns null here.
     virtual ZThread_5_1* createThread();
 
     // Waits until fewer than the bound are running, then starts the thread. What t.start() throws
-    // is written and not passed on. Where all that run are idle, so that none would ever end, one
-    // of them is told to exit. Throws ZInvalidParameterException_5_1 (code 22) when the bound is 0.
+    // is written and not passed on. Where all that run are idle, so that none would ever end, the
+    // pool chooses to tell one of them to exit, but never the caller. Throws
+    // ZInvalidParameterException_5_1 (code 22) when the bound is 0.
     void start(ZThread_5_1& t);
 
     // A thread of the pool has ended: called by the thread itself. The object is not touched.
@@ -212,6 +219,7 @@ public:
 
 private:
     friend class ZThread_5_1;
+    friend class ZSleeperThread_5_1;
 
     class Hold;
     struct Place;
@@ -220,7 +228,8 @@ private:
 
     void waitLocked();
     void wakeAllLocked();
-    ZThread_5_1* takeIdleLocked();
+    bool isDismissedLocked(ZThread_5_1 const& t) const;
+    ZThread_5_1* takeIdleLocked(bool notCaller);
     void dismissIdleLocked(Hold& hold);
     void forgetIdle(ZThread_5_1& t);
 
@@ -231,8 +240,8 @@ private:
     unsigned int const maxThreads_;
     unsigned int const maxIdle_;
     unsigned int idleCount_;
-    unsigned int closing_;    // calls of waitForExit()
-    ZThread_5_1* dismissed_;  // being told to exit: it must not delete itself
+    unsigned int closing_;   // calls of waitForExit()
+    Dismissal* dismissals_;  // under way, as a list
 };
 
 #endif

@@ -4,9 +4,10 @@
 // 1. The mutex is never held while a thread is started, told to exit or made: each of these may
 //    wait for a thread that needs the mutex.
 // 2. A place is taken before the thread exists and given back by the thread itself, or by start()
-//    when no thread has come to be.
+//    when no thread has come to be, also where an overridden start() of the thread makes none.
 // 3. A detached thread in the idle set, or being told to exit, cannot delete itself: what ends
-//    leaves the set first, and its death notice waits until it is told.
+//    leaves the set first, and its death notice waits until it is told. A joinable one does not
+//    delete itself, and its death notice must not wait for its own join.
 #include <algorithm>
 #include <memory>
 
@@ -15,6 +16,12 @@
 #include "ZThread.h"
 #include "zraise.h"
 #include "zreport.h"
+
+#ifdef __ILP32__
+// The two last are this pool's own.
+static_assert(sizeof(ZThreadPool_5_1) == 4 + sizeof(ZHashMap_5_1) + 6 * 4 + 2 * 4,
+              "the record is fixed on 32 bits");
+#endif
 
 namespace {
 
@@ -58,38 +65,39 @@ private:
     bool held_ = false;
 };
 
-// A place taken for a thread about to start. Given back unless start() returned or a thread has
-// come to be, which then gives it back itself.
+// A place taken for a thread about to start. Given back when t.start() has made no thread, however
+// it ended; a thread gives it back itself.
 struct ZThreadPool_5_1::Place {
     Place(ZThreadPool_5_1& pool, Hold& hold, ZThread_5_1& thread)
-        : pool_(pool), hold_(hold), cell_(thread.threadId_) {
-        ++pool_.active_;
-        cell_->starter = &pool_;
+        : hold_(hold), starter_{thread, pool, false}, outer_(ZThread_5_1::innermostStarter()) {
+        ++pool.active_;
+        ZThread_5_1::innermostStarter() = &starter_;
     }
     Place(Place const&) = delete;
     Place& operator=(Place const&) = delete;
     ~Place() {
-        ZThreadPool_5_1* starter = &pool_;
-        if (taken_ || !cell_->starter.compare_exchange_strong(starter, nullptr)) return;
+        ZThread_5_1::innermostStarter() = outer_;
+        if (starter_.threadMade) return;
         // Only a cancellation would pass, and nothing here can be cancelled.
         // cppcheck-suppress throwInNoexceptFunction
         z_5_1::quietly(unit, [this] {
             hold_.take();
-            --pool_.active_;
-            pool_.wakeAllLocked();
+            --starter_.pool.active_;
+            starter_.pool.wakeAllLocked();
         });
     }
 
-    ZThreadPool_5_1& pool_;
     Hold& hold_;
-    std::shared_ptr<ZThread_5_1::Cell> const cell_;  // the thread may delete its object
-    bool taken_ = false;
+    ZThread_5_1::Starter starter_;
+    ZThread_5_1::Starter* const outer_;
 };
 
-// A thread out of the idle set that is told to exit, with the mutex free meanwhile.
+// A thread out of the idle set that is told to exit, with the mutex free meanwhile. Several may be
+// under way.
 struct ZThreadPool_5_1::Dismissal {
-    Dismissal(ZThreadPool_5_1& pool, Hold& hold, ZThread_5_1* thread) : pool_(pool), hold_(hold) {
-        pool_.dismissed_ = thread;
+    Dismissal(ZThreadPool_5_1& pool, Hold& hold, ZThread_5_1* thread)
+        : pool_(pool), hold_(hold), thread_(thread), next_(pool.dismissals_) {
+        pool_.dismissals_ = this;
     }
     Dismissal(Dismissal const&) = delete;
     Dismissal& operator=(Dismissal const&) = delete;
@@ -98,13 +106,17 @@ struct ZThreadPool_5_1::Dismissal {
         // cppcheck-suppress throwInNoexceptFunction
         z_5_1::quietly(unit, [this] {
             hold_.take();
-            pool_.dismissed_ = nullptr;
+            Dismissal** at = &pool_.dismissals_;
+            while (*at != this) at = &(*at)->next_;
+            *at = next_;
             pool_.wakeAllLocked();
         });
     }
 
     ZThreadPool_5_1& pool_;
     Hold& hold_;
+    ZThread_5_1* const thread_;
+    Dismissal* next_;
 };
 
 // While one lives, no thread is taken as idle.
@@ -124,7 +136,7 @@ ZThreadPool_5_1::ZThreadPool_5_1(unsigned int a, unsigned int b)
       maxIdle_(std::min(a, b)),
       idleCount_(0),
       closing_(0),
-      dismissed_(nullptr) {
+      dismissals_(nullptr) {
     auto mutex = std::make_unique<pthread_mutex_t>();
     auto cond = std::make_unique<pthread_cond_t>();
     z_5_1::check<ZThreadException_5_1>(unit, mutexInitFailed,
@@ -147,6 +159,10 @@ ZThreadPool_5_1::~ZThreadPool_5_1() {
     delete mutex_;
 }
 
+ZObject_5_1* ZThreadPool_5_1::clone() const {
+    z_5_1::raise(unit, ZNotClonableException_5_1());
+}
+
 ZThread_5_1* ZThreadPool_5_1::createThread() {
     return nullptr;
 }
@@ -155,20 +171,21 @@ void ZThreadPool_5_1::start(ZThread_5_1& t) {
     if (maxThreads_ == 0) z_5_1::raise(unit, ZInvalidParameterException_5_1());
     Hold hold(mutex_);
     while (active_ >= maxThreads_) {
-        idleCount_ >= active_ ? dismissIdleLocked(hold) : waitLocked();
+        if (idleCount_ >= active_) {
+            dismissIdleLocked(hold);
+        } else {
+            waitLocked();
+        }
     }
-    Place place(*this, hold, t);
+    Place const place(*this, hold, t);
     hold.release();
     z_5_1::NotCancelled const whole;
-    z_5_1::quietly(unit, [&] {
-        t.start();
-        place.taken_ = true;
-    });
+    z_5_1::quietly(unit, [&t] { t.start(); });
 }
 
 void ZThreadPool_5_1::threadDeathNotification(ZThread_5_1& t) {
     Hold hold(mutex_);
-    while (dismissed_ == &t) waitLocked();
+    while (isDismissedLocked(t) && t.detached_ != 0) waitLocked();
     if (active_ > 0) --active_;
     // One condition serves starts, ends and dismissals.
     int const rc = pthread_cond_broadcast(cond_);
@@ -182,7 +199,7 @@ void ZThreadPool_5_1::threadDoneNotification(ZThread_5_1& t, int& accepted) {
     if (maxIdle_ == 0) return;
     Hold hold(mutex_);
     ZObject_5_1 const* const known = idle_.getEntry(&t);
-    if (closing_ > 0 || dismissed_ == &t || (known ? known != &t : idleCount_ >= maxIdle_)) {
+    if (closing_ > 0 || isDismissedLocked(t) || (known ? known != &t : idleCount_ >= maxIdle_)) {
         // It ends, and leaves the idle set on its way if it is there.
     } else {
         if (!known) {
@@ -199,7 +216,7 @@ ZThread_5_1* ZThreadPool_5_1::getAvailableIdleThread(ZThread_5_1*& out) {
     out = nullptr;
     if (maxIdle_ != 0) {
         Hold hold(mutex_);
-        out = takeIdleLocked();
+        out = takeIdleLocked(false);
         hold.release();
     }
     if (!out) out = createThread();
@@ -211,7 +228,11 @@ void ZThreadPool_5_1::waitForExit() {
     {
         Closing const closing(*this);
         while (active_ > 0 || idleCount_ > 0) {
-            idleCount_ > 0 ? dismissIdleLocked(hold) : waitLocked();
+            if (idleCount_ > 0) {
+                dismissIdleLocked(hold);
+            } else {
+                waitLocked();
+            }
         }
     }
     hold.release();
@@ -229,31 +250,45 @@ void ZThreadPool_5_1::wakeAllLocked() {
     if (rc != 0) z_5_1::quietly(unit, [rc] { z_5_1::reportNumber(unit, signalFailed, rc); });
 }
 
-ZThread_5_1* ZThreadPool_5_1::takeIdleLocked() {
-    if (idleCount_ == 0) return nullptr;
-    ZArrayList_5_1 threads(idleCount_);
-    idle_.list(threads);
-    auto* const first = static_cast<ZThread_5_1*>(threads.get(0));
-    idle_.removeEntry(first);
-    --idleCount_;
-    return first;
+bool ZThreadPool_5_1::isDismissedLocked(ZThread_5_1 const& t) const {
+    for (Dismissal const* each = dismissals_; each; each = each->next_) {
+        if (each->thread_ == &t) return true;
+    }
+    return false;
 }
 
+// Null where there is none.
+ZThread_5_1* ZThreadPool_5_1::takeIdleLocked(bool notCaller) {
+    ZArrayList_5_1 threads(idleCount_);
+    idle_.list(threads);
+    for (unsigned int i = 0; i < idleCount_; ++i) {
+        auto* const thread = static_cast<ZThread_5_1*>(threads.get(i));
+        if (notCaller && pthread_equal(thread->getPThreadID(), pthread_self())) continue;
+        idle_.removeEntry(thread);
+        --idleCount_;
+        return thread;
+    }
+    return nullptr;
+}
+
+// A sleeper with an interval may be at work while it is in the set, and call this: it would wait
+// for its own end.
 void ZThreadPool_5_1::dismissIdleLocked(Hold& hold) {
-    if (dismissed_) return waitLocked();
-    ZThread_5_1* const thread = takeIdleLocked();
-    // One that is joined must be able to end meanwhile, and does not delete itself.
-    Dismissal const dismissal(*this, hold, thread->detached_ ? thread : nullptr);
+    ZThread_5_1* const thread = takeIdleLocked(true);
+    if (!thread) return waitLocked();
+    Dismissal const dismissal(*this, hold, thread);
     hold.release();
     z_5_1::NotCancelled const whole;
     z_5_1::quietly(unit, [thread] { thread->waitForExit(); });
 }
 
-// By the thread itself, before its exit(): later the object may be gone.
+// By the thread itself, before its exit(): later the object may be gone. Where the object has
+// another thread by now, the entry is not the caller's.
 void ZThreadPool_5_1::forgetIdle(ZThread_5_1& t) {
     if (maxIdle_ == 0) return;
     Hold hold(mutex_);
-    if (idle_.getEntry(&t) == &t) {
+    bool const own = pthread_equal(t.getPThreadID(), pthread_self()) != 0;
+    if (own && idle_.getEntry(&t) == &t) {
         idle_.removeEntry(&t);
         --idleCount_;
     }
