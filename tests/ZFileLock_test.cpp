@@ -21,6 +21,11 @@ namespace {
 struct Lock : ZUnixProcessReadWriteFileLock_5_1 {
     using ZUnixProcessReadWriteFileLock_5_1::setLockState;
     using ZUnixProcessReadWriteFileLock_5_1::ZUnixProcessReadWriteFileLock_5_1;
+    void readSequenceNumber(unsigned long* number) override {
+        if (goodReads-- == 0) throw 1;
+        ZUnixProcessReadWriteFileLock_5_1::readSequenceNumber(number);
+    }
+    static inline std::atomic<int> goodReads{-1};
 };
 
 struct ZFileLock : testing::Test {
@@ -86,12 +91,10 @@ void expectState(std::function<void()> const& run, char const* state) {
 }
 
 TEST_F(ZFileLock, LaysItsFileOutToTheByte) {
-    EXPECT_NE(access(file.c_str(), F_OK), 0);
-    umask(0);
-    lock.lock();
+    mode_t const mask = umask(0);
+    lock.lock(), umask(mask);
     struct stat status;
-    ASSERT_EQ(stat(file.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode, static_cast<mode_t>(S_IFREG | 02600));
+    EXPECT_TRUE(stat(file.c_str(), &status) == 0 && status.st_mode == (S_IFREG | 02600));
     int const flags = fcntl(lock.getFileHandle(), F_GETFL);
     EXPECT_TRUE((flags & O_SYNC) == O_SYNC && (flags & O_ACCMODE) == O_RDWR);
     EXPECT_EQ(fcntl(lock.getFileHandle(), F_GETFD), FD_CLOEXEC);
@@ -125,14 +128,16 @@ TEST_F(ZFileLock, NamesItsFile) {
     named.setLockDirName(nullptr);
     EXPECT_STREQ(named.getLockFileName(), "._zpla");
     EXPECT_TRUE(copy < named && copy.hash() != named.hash());
-    copy = named;
+    copy.createLockFile(), copy = named;
     std::unique_ptr<ZObject_5_1> const clone(copy.clone());
-    EXPECT_TRUE(named.equals(*clone) && clone->hash() == named.hash());
+    EXPECT_TRUE(named.equals(*clone) && clone->hash() == named.hash() && copy.getFileHandle() < 0);
     ZLCString_5_1 fresh("b");
     copy.lock(), copy.setLockName(fresh);
     EXPECT_STREQ(copy.getLockFileName(), "._zpla") << "until the folder is set";
-    copy.setLockDirName(".");
+    copy.createLockFile(), copy.setLockDirName(".");
     EXPECT_STREQ(copy.getLockFileName(), "./._zplb");
+    ZStubProcessReadWriteLock_5_1 const stub("b");
+    EXPECT_TRUE(copy.getFileHandle() < 0 && copy.compare(stub) > 0 && stub.compare(copy) < 0);
 
     ztest::write("plain", "");
     ASSERT_EQ(mkdir("closed", 0500), 0);
@@ -234,7 +239,12 @@ TEST_F(ZFileLock, RefusesWithItsCodesAndRecovers) {
     EXPECT_TRUE(lock.haveLock(Lock::write));
     lock.closeLockFile(), lock.unlock(0), lock.lock(), lock.unlock();
     EXPECT_EQ(lock.getSequence(), 1u);
-
+    EXPECT_THROW((lock.goodReads = 1, lock.lock()), int);
+    EXPECT_TRUE(lock.haveLock(Lock::write) && !lock.getUpdate() && lock.unlock() == 0);
+    EXPECT_THROW((lock.goodReads = 0, lock.readLock()), int);
+    std::thread([&] { lock.readLock(), lock.setLastSequence(7); }).join();
+    EXPECT_TRUE(lock.unlock() == 0 && lock.getLastSequence() == 7) << "that one has seen nothing";
+    lock.unlock();
     rlimit limit;
     getrlimit(RLIMIT_FSIZE, &limit);
     rlimit const none = {0, limit.rlim_max};
@@ -245,6 +255,7 @@ TEST_F(ZFileLock, RefusesWithItsCodesAndRecovers) {
     expectRefused<ZWriteResourceException_5_1>([&] { lock.unlock(); }, 33, EFBIG);
     EXPECT_TRUE(lock.haveLock(Lock::write) && lock.getSequence() == 0) << "the hold stays";
     setrlimit(RLIMIT_FSIZE, &limit), lock.setUpdate(0), lock.unlock();
+    expectFile(1, getpid());
     EXPECT_EQ(regions(), "--");
 }
 
@@ -256,7 +267,11 @@ TEST_F(ZFileLock, SurvivesKilledHoldersSignalsAndCancellation) {
 
     struct : ZObserverInterface_5_1 {
         void observableChanged(ZObservableInterface_5_1*, ZObservedParm_5_1 const&) override {
-            for (;; std::this_thread::yield()) pthread_testcancel();
+            try {
+                for (;; std::this_thread::yield()) pthread_testcancel();
+            } catch (...) {
+                throw;  // after that it counts as an exception
+            }
         }
     } observer;
     auto const cancelled = [&](char const* others, auto body) {
@@ -269,7 +284,14 @@ TEST_F(ZFileLock, SurvivesKilledHoldersSignalsAndCancellation) {
         EXPECT_EQ(lock.getReaderCount(), 0);
         EXPECT_EQ(regions(), others);
     };
-    auto const write = [](void* l) -> void* { return static_cast<Lock*>(l)->lock(), nullptr; };
+    // Nothing may catch a cancellation while an exception is handled.
+    auto const write = [](void* l) -> void* {
+        try {
+            throw 1;
+        } catch (int) {
+            return static_cast<Lock*>(l)->lock(), nullptr;
+        }
+    };
     auto const read = [](void* l) -> void* {
         ZStackReadWriteLock_5_1 hold(*static_cast<Lock*>(l), 1);
         return hold.readLock(), nullptr;

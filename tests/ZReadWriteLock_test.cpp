@@ -65,8 +65,8 @@ std::string outcome(Lock& lock, std::string const& letters) {
 
 TEST(ZReadWriteLock, DoesInEachStateWhatItsTableSays) {
     struct {
-        char const *others, *own, *state;  // the calls before, of another thread and of this one
-        char const* next[5];               // what comes of r, p, w, m, u
+        std::string others, own, state;  // the calls before, of another thread and of this one
+        char const* next[5];             // what comes of r, p, w, m, u
     } const rows[] = {
         {"", "", "unset0", {"read1", "protect0", "write0", "lock5", "unlock6"}},
         {"r", "", "read1", {"read2", "protect1", "waits", "lock5", "unset0"}},
@@ -89,6 +89,9 @@ TEST(ZReadWriteLock, DoesInEachStateWhatItsTableSays) {
             EXPECT_EQ(outcome(lock, calls), end) << row.others << '/' << calls;
             bool const same = end == "waits" || end == "lock5" || end == "unlock6";
             EXPECT_EQ(stateOf(lock), same ? row.state : end) << row.others << '/' << calls;
+            if (end != "waits" || row.own == "p" || row.own == "rp") continue;
+            call(lock, std::string(row.others.size() + row.own.size(), 'u'));
+            EXPECT_EQ(outcome(lock, "w"), "write0") << row.others << '/' << calls << ", freed";
         }
     }
 }
@@ -120,10 +123,11 @@ TEST(ZReadWriteLock, WakesWhoWaits) {
     for (auto const& row : rows) {
         Lock lock;
         call(lock, row.held);
-        std::atomic<bool> got{false};
-        std::thread waiter([&] { call(lock, row.waiting), got = true; });
+        std::atomic<int> steps{0};
+        std::thread waiter([&] { ++steps, call(lock, row.waiting), ++steps; });
+        while (steps == 0) usleep(1000);
         usleep(10000);
-        EXPECT_FALSE(got);
+        EXPECT_EQ(steps, 1);
         call(lock, row.released), waiter.join();
         EXPECT_EQ(stateOf(lock), row.state);
     }
@@ -183,6 +187,15 @@ TEST(ZReadWriteLock, KeepsWritersFromReadersAndProtectorsFromEachOther) {
     };
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < 12; ++i) threads.emplace_back(work, i < 8 ? 0 : i < 10 ? 1 : 2, i);
+    auto const cancelled = [](void* l) -> void* {
+        ZStackReadWriteLock_5_1 hold(*static_cast<Lock*>(l), 1);
+        return (std::rand() % 2 ? hold.readLock() : hold.writeLock()), nullptr;
+    };
+    for (unsigned i = ztest::stressed(100); i > 0; --i) {
+        pthread_t thread;
+        pthread_create(&thread, nullptr, cancelled, &lock);
+        usleep(i % 4 * 50), pthread_cancel(thread), pthread_join(thread, nullptr);
+    }
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(stateOf(lock), "unset0");
     EXPECT_EQ(outcome(lock, "w"), "write0");

@@ -16,9 +16,8 @@
 //
 //  1. The lock state says what hold the process has on the file. Both change under fileLock_.
 //  2. Who has or wants the file's hold has the thread lock. So while the state is write there is
-//  one
-//     thread, and while it is read all others are readers, counted before they come for the file: a
-//     reader that leaves and counts no other is the last.
+//     one thread, and while it is read all others are readers, counted before they come for the
+//     file: a reader that leaves and counts no other is the last.
 //  3. The thread lock is never waited for under fileLock_. The wait for other processes is under
 //     fileLock_: it stops only readers that want the same, and those that give up a failed take.
 //  4. The file is open only while the process has or wants a hold. So no close can drop the hold of
@@ -27,11 +26,12 @@
 //     while anybody reads.
 //  6. A thread that is cancelled in the wait for other processes, or in an observer, ends with
 //     nothing held. All other work on the file cannot be cancelled.
-//  7. A killed process leaves no hold: the system drops its record locks. The pid stays, for
-//  people.
+//  7. A killed process leaves no hold: the system drops its record locks. The pid stays,
+//     for people.
 //
 // Nothing is kept between holds but the two numbers: each hold opens the file anew, so a file that
-// was removed is made again. tests/ZFileLock_test.cpp and tests/lock_worker.cpp hold 1 to 7.
+// was removed is made again. tests/ZFileLock_test.cpp and tests/lock_worker.cpp test what can be
+// seen of these.
 #include "ZFileLock.h"
 
 #include <fcntl.h>
@@ -75,6 +75,10 @@ constexpr mode_t fileMode = 02600;
 constexpr unsigned int sequenceAt = 0;  // std::uint32_t; the data region
 constexpr unsigned int pidAt = 4;       // std::int32_t; the gate region
 constexpr unsigned int fieldSize = 4;
+
+// The lock of which this thread has the hold between threads alone, since it could not take the
+// file. Of several, the last.
+thread_local ZAbstractProcessReadWriteFileLock_5_1 const* failedTake = nullptr;
 
 }  // namespace
 
@@ -151,6 +155,7 @@ int ZAbstractProcessReadWriteFileLock_5_1::dolock(zlockstate state) {
             unlockFile();
             setLockState(unset);
         }
+        if (failedTake == this) failedTake = nullptr;
         return ZAbstractProcessReadWriteLock_5_1::lock(unset);
     }
     zlockstate const mode = state == protect ? write : state;
@@ -168,13 +173,25 @@ int ZAbstractProcessReadWriteFileLock_5_1::dolock(zlockstate state) {
 }
 
 void ZAbstractProcessReadWriteFileLock_5_1::takeFile(zlockstate state) {
+    failedTake = this;
     ZResourceLock_5_1 const hold(fileLock_);
-    if (getLockState() != unset) return;  // readers share
-    lockFile(state);
-    setLockState(state);
-    unsigned long stored = 0;
-    readSequenceNumber(&stored);
-    setSequence(stored);
+    if (getLockState() == unset) {  // else readers share
+        lockFile(state);
+        setLockState(state);
+        // A release after a failed read must not count on from a former number.
+        setUpdate(0);
+        unsigned long stored = 0;
+        readSequenceNumber(&stored);
+        setSequence(stored);
+        setUpdate(state == write);
+    }
+    failedTake = nullptr;
+}
+
+// A failed take is given up while a reader that came later has the file, but has not yet looked
+// whether its number is new.
+void ZAbstractProcessReadWriteFileLock_5_1::sync(int update) {
+    if (failedTake != this) ZAbstractProcessReadWriteLock_5_1::sync(update);
 }
 
 void ZAbstractProcessReadWriteFileLock_5_1::incSequence() {
@@ -285,10 +302,12 @@ ZUnixProcessReadWriteFileLock_5_1::ZUnixProcessReadWriteFileLock_5_1(
     ZUnixProcessReadWriteFileLock_5_1 const& other)
     : ZAbstractProcessReadWriteFileLock_5_1(other), fileHandle_(-1) {}
 
-// An open file stays this object's: its name is of the former one, and its hold was given up.
+// Nothing is held, and an open file is that of the former name.
 ZUnixProcessReadWriteFileLock_5_1& ZUnixProcessReadWriteFileLock_5_1::operator=(
     ZUnixProcessReadWriteFileLock_5_1 const& other) {
+    if (this == &other) return *this;
     ZAbstractProcessReadWriteFileLock_5_1::operator=(other);
+    closeLockFile();
     return *this;
 }
 
@@ -330,6 +349,11 @@ int ZUnixProcessReadWriteFileLock_5_1::lockFileRange(zlockstate state, unsigned 
     // The one wait that may be cancelled.
     if (fcntl(fileHandle_, F_SETLKW, &range) == 0) return 0;
     z_5_1::raise(unit, ZLockResourceException_5_1(lockFailed, errno));
+}
+
+void ZUnixProcessReadWriteFileLock_5_1::setLockFileName(char const* name) {
+    ZAbstractProcessReadWriteFileLock_5_1::setLockFileName(name);
+    if (getLockState() == unset) closeLockFile();
 }
 
 int ZUnixProcessReadWriteFileLock_5_1::unlockFileRange(unsigned int start, unsigned int length) {

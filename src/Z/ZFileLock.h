@@ -33,7 +33,7 @@ public:
     // A new name; the file is in the current folder.
     ZAbstractProcessReadWriteFileLock_5_1();
 
-    // In the folder ".".
+    // In the folder ".". A null name is the empty one, here and below: "./._zpl".
     explicit ZAbstractProcessReadWriteFileLock_5_1(char const* name);
 
     // In the folder `dir`; throws as setLockDirName().
@@ -59,12 +59,19 @@ public:
     // the caller gets at the data, and the caller then holds write, whatever was asked for: a
     // reader (or who asked for protect) drops its hold, takes write, and its update flag is
     // cleared, so the release counts as no change. What an observer throws reaches the caller, who
-    // keeps the hold. Releases: dolock(unset).
+    // keeps the hold; the release counts as having seen the change, so the observer is not called
+    // again for it: reload without it, or call setLastSequence() with the former number after the
+    // release. Releases: dolock(unset).
     int lock(zlockstate state) override;
 
     // sequence + 1, or + 2 to pass over invalidSequence, into the file and the object. Throws
     // ZInvalidResourceStateException_5_1 (code 32, the state's name) unless the state is write.
+    // When the file cannot be written the object's number is 0: do not try again, call setUpdate(0)
+    // and unlock(). The change is then not announced.
     void incSequence() override;
+
+    // As every process lock; nothing for a thread whose take has failed, which has seen nothing.
+    void sync(int update) override;
 
     virtual ZLCString_5_1 const& getLockDirName() const;
 
@@ -73,8 +80,8 @@ public:
     // the state's name) while the lock is held, unless it has this folder already.
     virtual void setLockDirName(char const* dir);
 
-    // The folder, "/" unless it is empty, "._zpl", and the name that the lock had when its folder
-    // was set last.
+    // The folder, "/" unless it is empty, "._zpl", and the name given to setLockFileName() last:
+    // the lock's own when it was made or its folder was changed.
     virtual ZLCString_5_1 const& getLockFileName() const;
 
     // The record locks of a hold, with the pid written and the file checked; without the thread's
@@ -123,6 +130,9 @@ public:
     ~ZUnixProcessReadWriteFileLock_5_1() noexcept(false) override;
 
     ZObject_5_1* clone() const override;
+
+    // A file left open without a hold is closed: the next hold opens the one of the new name.
+    void setLockFileName(char const* name) override;
 
     // Also closes the file. Does nothing when there is neither a hold nor an open file.
     int unlockFile() override;

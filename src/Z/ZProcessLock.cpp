@@ -145,7 +145,13 @@ unsigned long ZAbstractProcessReadWriteLock_5_1::hash() const {
 
 int ZAbstractProcessReadWriteLock_5_1::compare(ZObject_5_1 const& other) const {
     auto const* const lock = dynamic_cast<ZAbstractProcessReadWriteLock_5_1 const*>(&other);
-    return lock ? lockName_.compare(lock->lockName_) : ZAbstractReadWriteLock_5_1::compare(other);
+    if (!lock) return ZAbstractReadWriteLock_5_1::compare(other);
+    // Equal locks have equal hashes: one that is known by its name and one that is not are ordered
+    // by that.
+    bool const named = hash() == lockName_.hash(),
+               alsoNamed = lock->hash() == lock->lockName_.hash();
+    if (named != alsoNamed) return named ? -1 : 1;
+    return lockName_.compare(lock->lockName_);
 }
 
 ZObject_5_1* ZAbstractProcessReadWriteLock_5_1::clone() const {
@@ -279,9 +285,11 @@ void ZAbstractProcessReadWriteLock_5_1::sync(int update) {
 
 void ZAbstractProcessReadWriteLock_5_1::notifyLockObservers() {
     if (isCurrent() || countObservers() == 0) return;
-    if (!threadLock_.ownWriteLock()) {
+    // The owner stays the owner after its release.
+    if (!threadLock_.haveLock(write) || !threadLock_.ownWriteLock()) {
         threadLock_.lock(unset);
         threadLock_.lock(write);
+        update_ += updateFlag + 1;
     }
     // Another thread may have had them called meanwhile.
     if (!isCurrent()) notifyObservers(ZSequenceUpdate_5_1(getSequence(), getLastSequence()));

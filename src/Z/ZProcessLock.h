@@ -73,11 +73,12 @@ public:
     ZAbstractProcessReadWriteLock_5_1& operator=(ZAbstractProcessReadWriteLock_5_1 const& other);
 
     // Throws ZInvalidResourceStateException_5_1 (code 32, the state's name) when the lock state is
-    // not unset; while another exception is on its way it is written instead.
+    // not unset; while another exception is on its way it is written instead. A cancellation is
+    // not seen: a held lock must not be a local of a thread that may be cancelled.
     ~ZAbstractProcessReadWriteLock_5_1() noexcept(false) override;
 
-    // Those of the name, so locks with the same name are equal. Objects of other classes are
-    // ordered by address.
+    // Those of the name, so locks with the same name are equal. Those that hash by something else,
+    // as lock files do, come after. Objects of other classes are ordered by address.
     unsigned long hash() const override;
     int compare(ZObject_5_1 const& other) const override;
 
@@ -98,8 +99,9 @@ public:
     // setUpdate(0) was called under it.
     int unlock() override;
 
-    // sync(update), then the release. What sync() throws leaves the hold as it was: after
-    // setUpdate(0) the caller can unlock().
+    // sync(update), then the release. What sync() throws leaves the hold as it was: do not try
+    // again with `update`, the number could be wrong, but call setUpdate(0) and unlock(). The
+    // change is then not announced.
     int unlock(int update) override;
 
     int haveLock(zlockstate state) const override;
@@ -138,8 +140,9 @@ public:
     // state is not unset, this process counts as up to date.
     virtual void sync(int update);
 
-    // For callers that hold the lock. Unless the lock is current or nobody observes it: makes the
-    // caller's hold between threads a write hold, then calls the observers with a
+    // For callers that hold the lock; a lock file's to write (its lock() makes the call itself), as
+    // a reader would lose the hold on the file. Unless the lock is current or nobody observes it:
+    // makes the caller's hold between threads a write hold, then calls the observers with a
     // ZSequenceUpdate_5_1. What an observer throws passes to the caller, who keeps the hold.
     void notifyLockObservers();
 

@@ -1,16 +1,16 @@
 // ZReadWriteLock: locks for many readers or one writer, and the guard that releases one.
 // Subsystem: concurrency, layer 4. Test: tests/ZReadWriteLock_test.cpp
 //
-// State, number of readers, and whether anybody waits are one word, so readers come and everybody
-// leaves with one atomic step. The condition's lock is for those who wait and for those who become
-// owner.
+// State, number of readers, and whether anybody waits are one word, so everybody comes and leaves
+// with atomic steps. The condition's lock is for those who wait.
 //
 // 1. In states unset and write there is no reader; in read at least one; in protect any number.
-// 2. The owner is stored before the state says protect or write, by one thread at a time (under the
-//    lock). So a thread that finds such a state and then itself as the owner holds that.
+// 2. The step to protect or write sets the claim bit, and the thread that made it stores itself as
+//    the owner and clears the bit. So a thread that finds such a state without the bit, and then
+//    itself as the owner, holds that. Until then the lock counts as what it was.
 // 3. A wait goes: under the lock, find the word in the way and the waiting bit set in it, sleep.
-//    Whoever leaves afterwards sees the bit, takes the lock (so the sleeper sleeps by
-//    then), leaves it, and wakes all. The bit is cleared by the last who waits, under the lock.
+//    Whoever leaves afterwards sees the bit, takes the lock (so the sleeper sleeps by then), leaves
+//    it, and wakes all. The bit is cleared by the last who waits, under the lock.
 // 4. A wait changes nothing but the count and the bit, so a cancelled one leaves nothing behind.
 #include "ZReadWriteLock.h"
 
@@ -40,10 +40,12 @@ constexpr int unlockFailed = 6;
 
 constexpr pthread_t nobody = static_cast<pthread_t>(-1);
 
-// The word: two bits for the state, one for the waiting, the rest for the readers.
+// The word: two bits for the state, one for the waiting, one for the claim, the rest for the
+// readers.
 constexpr std::uint32_t stateBits = 3;
 constexpr std::uint32_t waitingBit = 4;
-constexpr std::uint32_t oneReader = 8;
+constexpr std::uint32_t claimBit = 8;
+constexpr std::uint32_t oneReader = 16;
 constexpr std::uint32_t mostReaders = std::numeric_limits<std::uint32_t>::max() / oneReader;
 
 ZReadWriteLockInterface_5_1::zlockstate stateIn(std::uint32_t word) {
@@ -130,7 +132,9 @@ int ZReadWriteLock_5_1::lock(zlockstate state) {
 }
 
 int ZReadWriteLock_5_1::haveLock(zlockstate state) const {
-    return stateIn(word_.load(std::memory_order_acquire)) == state;
+    Word const word = word_.load(std::memory_order_acquire);
+    zlockstate const before = readersIn(word) > 0 ? read : unset;
+    return ((word & claimBit) ? before : stateIn(word)) == state;
 }
 
 int ZReadWriteLock_5_1::ownWriteLock() const {
@@ -142,7 +146,7 @@ int ZReadWriteLock_5_1::getReaderCount() {
 }
 
 bool ZReadWriteLock_5_1::ownedIn(Word word) const {
-    return stateIn(word) >= protect && ownWriteLock();
+    return stateIn(word) >= protect && !(word & claimBit) && ownWriteLock();
 }
 
 ZReadWriteLock_5_1::Word ZReadWriteLock_5_1::refuseOwner() const {
@@ -171,19 +175,22 @@ bool ZReadWriteLock_5_1::takeShared(Word& word) {
 
 // Waits for a state of `most` at the most, and makes `wanted` of it.
 void ZReadWriteLock_5_1::takeAsOwner(zlockstate wanted, zlockstate most) {
-    refuseOwner();
+    Word word = refuseOwner();
+    if (claim(word, wanted, most)) return;
     ZResourceLock_5_1 const hold(*condition_.getResource());
-    for (;;) {
-        Word word = word_;
-        if (stateIn(word) > most) {
-            sleep(word);
-            continue;
-        }
-        pthread_t const former = owner_.load(std::memory_order_relaxed);
+    for (word = word_; !claim(word, wanted, most); word = word_) sleep(word);
+}
+
+// False, with the word that was in the way, while the state is more than `most`.
+bool ZReadWriteLock_5_1::claim(Word& word, zlockstate wanted, zlockstate most) {
+    while (stateIn(word) <= most) {
+        Word const next = (word & ~stateBits) | Word(wanted) | claimBit;
+        if (!word_.compare_exchange_weak(word, next, std::memory_order_acq_rel)) continue;
         owner_.store(pthread_self(), std::memory_order_relaxed);
-        if (word_.compare_exchange_strong(word, (word & ~stateBits) | Word(wanted))) return;
-        owner_.store(former, std::memory_order_relaxed);  // a reader came or went
+        word_.fetch_and(~claimBit, std::memory_order_release);
+        return true;
     }
+    return false;
 }
 
 int ZReadWriteLock_5_1::readWithIntentToWriteLock() {

@@ -33,9 +33,10 @@ public:
 };
 
 // What the locks for threads and those for processes have in common. All operations may be called
-// from any thread. A lock is destroyed when no call on it is under way. A thread that is cancelled
-// while it waits in one of the operations holds nothing of what it asked for, and the lock serves
-// the others. After fork() the locks that the parent had are not usable in the child.
+// from any thread, but for those that rename or assign a lock or handle its file. A lock is
+// destroyed when no call on it is under way. A thread that is cancelled while it waits in one of
+// the operations holds nothing of what it asked for, and the lock serves the others. After fork()
+// the locks that the parent had are not usable in the child.
 class Z_API ZAbstractReadWriteLock_5_1 : public ZObject_5_1,
                                          public ZReadWriteLockInterface_5_1,
                                          public ZAbstractObservable_5_1 {
@@ -92,7 +93,7 @@ protected:
 // takes a hold; but for its promotion of protect, which waits until the thread is cancelled, since
 // the state leaves protect only through the owner's own unlock(). A promotion by another thread
 // gets code 5. Code 5 is ZLockResourceException_5_1, code 6 ZUnlockResourceException_5_1, rc 0
-// both; nothing has changed then. 2^29 - 1 read holds are the most: EAGAIN (code 5) for one more.
+// both; nothing has changed then. 2^28 - 1 read holds are the most: EAGAIN (code 5) for one more.
 //
 // Not recursive: a reader that asks for write waits for itself for ever. There is no time limit and
 // no order among the waiting: a steady stream of readers keeps a writer waiting. Holds are counted,
@@ -119,7 +120,7 @@ public:
     int haveLock(zlockstate state) const override;
 
     // Whether the caller is the last thread that took protect or write: true after its unlock(),
-    // too.
+    // too. While others are taking the lock, of use to the holder alone: one that tries may show.
     int ownWriteLock() const override;
 
     int readLock() override;
@@ -137,12 +138,13 @@ private:
     Word refuseOwner() const;
     bool takeShared(Word& word);
     void takeAsOwner(zlockstate wanted, zlockstate most);
+    bool claim(Word& word, zlockstate wanted, zlockstate most);
     void sleep(Word word);
     void wake();
 
-    std::atomic<Word> word_;  // readers, state, and whether anybody waits
-    [[maybe_unused]] std::int32_t reserved_;
-    std::atomic<pthread_t> owner_;  // all bits set before the first
+    std::atomic<Word> word_;                  // readers, state, whether anybody waits
+    [[maybe_unused]] std::int32_t reserved_;  // keeps the record's size
+    std::atomic<pthread_t> owner_;            // all bits set before the first
     std::int32_t waiters_;
     ZCondition_5_1 condition_;
 };
@@ -163,8 +165,13 @@ public:
 
     // Calls lock.unlock(), also after a failed attempt to take it, and throws what that throws;
     // code 6 when nothing was held. While an exception passes through the scope the failure is
-    // written instead. Does nothing when the thread was cancelled waiting in one of the calls
-    // below.
+    // written instead. Does nothing when the thread was cancelled waiting in one of the three below
+    // that take a hold.
+    //
+    // So where the thread may be cancelled, take the hold through the guard: of one cancelled in
+    // the lock's own call the guard knows nothing, and releases. A cancellation on its way cannot
+    // be told from the end of the scope, and an exception then ends the process: where a release
+    // can fail (lock files), disable cancellation from the take to the end of the scope.
     ~ZStackReadWriteLock_5_1() noexcept(false) override;
 
     // Those of the lock.

@@ -3,6 +3,7 @@
 #ifndef Z_ZREPORT_H
 #define Z_ZREPORT_H
 
+#include <cxxabi.h>
 #include <pthread.h>
 
 #include <exception>
@@ -27,22 +28,40 @@ private:
 };
 
 // Runs `body` and returns its result. When the thread is cancelled in there, `undo` runs while it
-// unwinds; an exception passes without. No handler: under one that already runs, catching a
-// cancellation would end the process.
+// unwinds; an exception passes without.
+//
+// While an exception is handled, catching a cancellation ends the process, so that is told by the
+// count of exceptions under way, to which a cancellation does not add. It adds when it is thrown
+// again by a handler that it passes, so without such a handled exception it is caught. Passed as an
+// exception without an object, as in quietly().
 template <class Body, class Undo>
-auto onCancel(Body const& body, Undo const& undo) {
+__attribute__((no_sanitize("undefined"))) auto onCancel(Body const& body, Undo const& undo) {
     struct Guard {
         Undo const& undo;
+        bool const handling = std::current_exception() != nullptr;
         int const before = std::uncaught_exceptions();
         bool returned = false;
+        bool caught = false;
+        bool cancelled() const {
+            if (!handling) return caught;
+            return !returned && std::uncaught_exceptions() == before;
+        }
         ~Guard() {
-            // A cancellation is not counted as an exception.
-            if (!returned && std::uncaught_exceptions() == before) undo();
+            if (cancelled()) undo();
         }
     } guard{undo};
-    auto const result = body();
-    guard.returned = true;
-    return result;
+    auto const run = [&] {
+        auto const result = body();
+        guard.returned = true;
+        return result;
+    };
+    if (guard.handling) return run();
+    try {
+        return run();
+    } catch (abi::__forced_unwind&) {
+        guard.caught = true;
+        throw;
+    }
 }
 
 // Writes the message code with the number `rc` as its insert.
