@@ -5,7 +5,10 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <climits>
+#include <cstdlib>
+#include <iostream>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -20,7 +23,10 @@ using Body = std::function<void()>;
 std::atomic<int> live{0}, ended{0};
 
 void until(std::function<bool()> const& holds) {
-    while (!holds()) std::this_thread::sleep_for(std::chrono::microseconds(50));
+    auto const last = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+    for (; !holds(); std::this_thread::sleep_for(std::chrono::microseconds(50))) {
+        if (std::chrono::steady_clock::now() > last) std::cerr << "never came", std::abort();
+    }
 }
 
 struct Counted {
@@ -111,7 +117,6 @@ TEST(ZThread, EndsInOrderHoweverItEnds) {
         {"ends itself", [] { pthread_exit(nullptr); }, throwOne, "Error: 19"},
         {"is cancelled", sleepOn, [] {}, ""},
         {"is cancelled, throws", sleepOn, throwOne, "Error: 19"},
-        {"its exit ends it", [] {}, [] { pthread_exit(nullptr); }, ""},
         {"cancels itself", [] { pthread_cancel(pthread_self()); }, throwOne, "Error: 19"},
     };
     for (auto const& row : rows) {
@@ -130,8 +135,8 @@ TEST(ZThread, EndsInOrderHoweverItEnds) {
                 pthread_cancel(asleep);
             }
             pool.waitForExit();
-            until([] { return live == 0; });
             EXPECT_TRUE(ended == 1 && counted) << row.name;
+            until([] { return live == 0; });
         });
         bool const right = *row.report ? report.find(row.report) != report.npos : report.empty();
         EXPECT_TRUE(right) << row.name << ": " << report;
@@ -217,6 +222,7 @@ TEST(ZThreadPool, BoundsWhatRuns) {
         auto const startFifth = [&] { pool.start(fifth); };
         Task cancelled(0, 0, startFifth), blocked(0, 0, startFifth);
         EXPECT_THROW(none.start(fifth), ZInvalidParameterException_5_1);
+        EXPECT_THROW(none.clone(), ZNotClonableException_5_1);
         cancelled.start(), blocked.start();
         until([&] { return begun == 4; });
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -234,7 +240,7 @@ TEST(ZThreadPool, BoundsWhatRuns) {
 }
 
 TEST(ZThreadPool, KeepsSomeIdle) {
-    ZThreadPool_5_1 pool(4, 2), small(1, 1);
+    ZThreadPool_5_1 pool(4, 2);
     std::atomic<int> done{0};
     ZThread_5_1 *first = nullptr, *second = nullptr, *third = nullptr;
     for (int i = 0; i < 4; ++i) {
@@ -250,45 +256,48 @@ TEST(ZThreadPool, KeepsSomeIdle) {
     pool.waitForExit();
     until([&] { return live == 0; });
     EXPECT_EQ(done, 6);
+}
 
+TEST(ZThreadPool, TellsTheIdleToExit) {
+    ZThreadPool_5_1 pool(1, 1);
+    ZThread_5_1* out = nullptr;
+    auto const now = [] { return std::chrono::system_clock::now().time_since_epoch(); };
     Sleeper joined, cancelled(1, 0), never(ULONG_MAX);
     never.start();
     auto* const often = new Sleeper(1, 1, 1);
-    std::atomic<bool> slow{false};
+    std::atomic<bool> worked{false};
+    auto const started = std::chrono::duration_cast<std::chrono::seconds>(now());
     often->work_ = [&] {
-        if (often->works_ == 0) return;
-        slow = true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        EXPECT_GE(now(), started + std::chrono::seconds(1));
+        worked = true;
     };
     ended = 0;
     for (Sleeper* sleeper : {&joined, &cancelled, often}) {
         if (sleeper != often) sleeper->wakeUp();
-        small.start(*sleeper);  // where the former one is idle and in the way
+        pool.start(*sleeper);  // where the former one is idle and in the way
     }
-    until([&] { return slow.load(); });
-    small.waitForExit();  // tells a thread to exit that is about to delete itself
+    until([&] { return worked.load(); });
+    pool.waitForExit();
     expectRefused(joined, ESRCH);
-    small.start(cancelled);
+    pool.start(cancelled);
     cancelled.wakeUp();
-    until([&] { return small.getAvailableIdleThread(first) == &cancelled; });
+    until([&] { return pool.getAvailableIdleThread(out) == &cancelled; });
     int kept = 0, stillKept = 0;
-    small.threadDoneNotification(cancelled, kept),
-        small.threadDoneNotification(cancelled, stillKept);
+    pool.threadDoneNotification(cancelled, kept);
+    pool.threadDoneNotification(cancelled, stillKept);
     EXPECT_TRUE(kept && stillKept);
     pthread_cancel(cancelled.getPThreadID());
     until([] { return ended == 4; });
-    EXPECT_EQ(small.getAvailableIdleThread(first), nullptr);
-    std::atomic<int> refused{0};
-    Task holding(1, 0, [&] { until([&] { return refused == 2; }); });
+    EXPECT_EQ(pool.getAvailableIdleThread(out), nullptr);
     Task offering(1, 0, [&] {
-        for (; refused < 2; pool.getAvailableIdleThread(third)) {
+        for (int refused = 0; refused < 2; pool.getAvailableIdleThread(out)) {
             pool.threadDoneNotification(cancelled, kept);
-            if (!kept) std::this_thread::sleep_for(std::chrono::milliseconds(5)), ++refused;
+            if (!kept) ++refused;
         }
     });
-    pool.start(holding), pool.start(offering);
-    pool.waitForExit();
-    small.waitForExit(), never.waitForExit();
+    pool.start(offering);
+    pool.waitForExit();  // nothing is kept from now on
+    never.waitForExit();
     EXPECT_EQ(joined.works_ + cancelled.works_ + 10 * never.works_, 3u);
 }
 
@@ -336,7 +345,7 @@ TEST(ZThread, PassesOnWhatTheSystemRefuses) {
 
 TEST(ZThreadPool, SurvivesAStorm) {
     struct Pool : ZThreadPool_5_1 {
-        Pool() : ZThreadPool_5_1(8, 4) {}
+        Pool() : ZThreadPool_5_1(4, 4) {}
         ZThread_5_1* createThread() override {
             auto* const sleeper = new Sleeper(1, 1);
             sleeper->work_ = [this] { ++done; };
@@ -356,14 +365,43 @@ TEST(ZThreadPool, SurvivesAStorm) {
             }
         });
     }
-    for (int i = 0; i < 20; ++i) pool.waitForExit();
+    for (unsigned i = 0; i < 20; ++i) {
+        until([&] { return pool.done >= i * each / 5; });
+        pool.waitForExit();
+    }
     for (std::thread& starter : starters) starter.join();
     pool.waitForExit();
     EXPECT_EQ(pool.done, 4 * each);
     until([] { return live == 0; });
 }
 
+TEST(ZThreadPool, SurvivesRestarts) {
+    ZThreadPool_5_1 pool(3, 3);
+    Sleeper joined, joinedOften(1), detached(1, 0), often(1, 0, 1);
+    auto const own = [&pool, each = ztest::stressed(500)](Sleeper* mine) {
+        for (unsigned i = 0; i < each; ++i) {
+            auto* const other = new Sleeper(1, 1);
+            for (Sleeper* sleeper : {other, mine}) sleeper->wakeUp(), pool.start(*sleeper);
+            try {
+                mine->waitForExit();
+            } catch (ZThreadException_5_1& e) {
+                EXPECT_EQ(e.rc(), ESRCH) << "the pool was faster";
+            }
+        }
+    };
+    ztest::reported([&] {
+        std::vector<std::thread> owners;
+        for (Sleeper* mine : {&joined, &joinedOften, &detached, &often}) {
+            owners.emplace_back(own, mine);
+        }
+        for (std::thread& owner : owners) owner.join();
+        pool.waitForExit();
+    });
+    until([] { return live == 4; });
+}
+
 TEST(ZSleeperThread, SurvivesAStorm) {
+    ended = 0;
     ZLock_5_1 lock;
     Sleeper joinable, shared(lock), detached(1, 0);
     for (Sleeper* sleeper : {&joinable, &shared, &detached}) {
