@@ -5,9 +5,12 @@
 
 #include <atomic>
 #include <climits>
+#include <random>
 #include <thread>
+#include <vector>
 
 #include "FailingCalls.h"
+#include "Stress.h"
 #include "ZTest.h"
 
 namespace {
@@ -103,24 +106,43 @@ TEST(ZBooleanCondition, WaitsForTheFlag) {
     condition.unlock();
 }
 
+// Holds the lock `depth` times while it waits.
+void waitAt(ZCondition_5_1& condition, bool const& ready, int depth) {
+    ZResourceLock_5_1 const hold(*condition.getResource());
+    if (depth > 1) return waitAt(condition, ready, depth - 1);
+    while (!ready) condition.wait();
+}
+
 TEST(ZCondition, ACancelledWaitLeavesTheLockInOrder) {
-    static ZCondition_5_1 condition;
-    static std::atomic<bool> entered{false};
-    auto const body = [](void*) -> void* {
-        ZResourceLock_5_1 const hold(*condition.getResource()), deeper(*condition.getResource());
-        entered = true;
-        for (;;) condition.wait();
+    struct Waiter {
+        ZCondition_5_1& condition;
+        bool const& ready;
+        int depth;
+        bool cancelled;
+        pthread_t thread;
     };
+    auto const body = [](void* p) -> void* {
+        auto const& w = *static_cast<Waiter*>(p);
+        return waitAt(w.condition, w.ready, w.depth), nullptr;
+    };
+    std::minstd_rand random;
     std::string const report = ztest::reported([&] {
-        pthread_t waiter;
-        void* result = nullptr;
-        pthread_create(&waiter, nullptr, body, nullptr);
-        whenAsleep(condition, entered);
-        pthread_cancel(waiter), pthread_join(waiter, &result);
-        EXPECT_EQ(result, PTHREAD_CANCELED);
+        for (unsigned rounds = ztest::stressed(100); rounds > 0; --rounds) {
+            ZCondition_5_1 condition;
+            bool ready = false;
+            std::vector<Waiter> waiters;
+            for (int depth = 1; depth <= 5; ++depth) {
+                waiters.push_back({condition, ready, depth, random() % 2 == 0, {}});
+            }
+            for (Waiter& w : waiters) pthread_create(&w.thread, nullptr, body, &w);
+            if (random() % 2) std::this_thread::yield();
+            for (Waiter& w : waiters) w.cancelled ? pthread_cancel(w.thread) : 0;
+            condition.lock(), ready = true, condition.unlock(), condition.broadcast();
+            for (Waiter& w : waiters) pthread_join(w.thread, nullptr);
+            EXPECT_EQ(condition.lock() + condition.unlock(), 0);
+        }
     });
-    EXPECT_EQ(report, "") << "both holders could leave";
-    EXPECT_EQ(condition.lock() + condition.unlock(), 0);
+    EXPECT_EQ(report, "") << "all holders could leave";
 }
 
 #if Z_CALLS_CAN_FAIL

@@ -3,7 +3,10 @@
 #include <Z/ZException.h>
 #include <Z/ZLock.h>
 
+#include <random>
+
 #include "FailingCalls.h"
+#include "Stress.h"
 #include "ZTest.h"
 
 namespace {
@@ -29,14 +32,19 @@ TEST(ZLock, IsLeftAsOftenAsItWasEntered) {
     for (int i = 0; i < 3; ++i) EXPECT_EQ(lock.unlock(), 0);
     expectRefused(lock);
 
-    long counter = 0;
-    ztest::inThreads(4, [&](int) {
-        for (int i = 0; i < 20000; ++i) {
-            ZResourceLock_5_1 const hold(lock), again(lock);
+    unsigned const rounds = ztest::stressed(20000);
+    unsigned counter = 0;
+    ztest::inThreads(16, [&](int thread) {
+        std::minstd_rand random(static_cast<unsigned>(thread));
+        for (unsigned i = 0; i < rounds; ++i) {
+            int const depth = static_cast<int>(random() % 8);
+            ZResourceLock_5_1 const hold(lock);
+            for (int d = 0; d < depth; ++d) lock.lock();
             ++counter;
+            for (int d = 0; d < depth; ++d) lock.unlock();
         }
     });
-    EXPECT_EQ(counter, 80000);
+    EXPECT_EQ(counter, 16 * rounds);
     expectRefused(lock);
 }
 

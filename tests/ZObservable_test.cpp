@@ -2,8 +2,10 @@
 // Subsystem: model, layer 3. Test: tests/ZObservable_test.cpp
 #include <Z/ZObservable.h>
 
+#include <atomic>
 #include <stdexcept>
 
+#include "Stress.h"
 #include "ZTest.h"
 
 namespace {
@@ -72,14 +74,29 @@ TEST_F(ZObservable, CallbacksMayChangeTheSubjectOrThrow) {
 }
 
 TEST_F(ZObservable, ServesSeveralThreads) {
-    Observer::calls.clear();
-    ztest::inThreads(2, [this](int) {
-        for (int i = 0; i < 1000; ++i) {
-            subject.notifyObservers(announcement);
-            subject.addObserver(nullptr), subject.deleteObserver(nullptr);
+    struct Counting : ZObserverInterface_5_1 {
+        void observableChanged(ZObservableInterface_5_1*, ZObservedParm_5_1 const&) override {
+            EXPECT_TRUE(registered);
+            ++calls;
+        }
+        std::atomic<bool> registered{true};
+        std::atomic<unsigned> calls{0};
+    } staying[2], passing[4];
+    for (Counting& observer : staying) subject.addObserver(&observer);
+    unsigned const rounds = ztest::stressed(20000);
+    subject.deleteObserver(&a), subject.deleteObserver(&b);
+    ztest::inThreads(8, [&](int thread) {
+        for (unsigned i = 0; i < rounds; ++i) {
+            if (thread >= 4) {
+                subject.notifyObservers(announcement);
+                continue;
+            }
+            passing[thread].registered = true, subject.addObserver(&passing[thread]);
+            subject.deleteObserver(&passing[thread]), passing[thread].registered = false;
         }
     });
-    EXPECT_EQ(Observer::calls.size(), 6000u);
+    for (Counting& observer : staying) EXPECT_EQ(observer.calls, 4 * rounds);
+    EXPECT_EQ(subject.countObservers(), 3);
 }
 
 }  // namespace

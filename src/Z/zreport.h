@@ -3,7 +3,10 @@
 #ifndef Z_ZREPORT_H
 #define Z_ZREPORT_H
 
+#include <cxxabi.h>
 #include <pthread.h>
+
+#include <exception>
 
 #include "ZException.h"
 #include "ZLCString.h"
@@ -24,6 +27,43 @@ private:
     int before_ = 0;
 };
 
+// Runs `body` and returns its result. When the thread is cancelled in there, `undo` runs while it
+// unwinds; an exception passes without.
+//
+// While an exception is handled, catching a cancellation ends the process, so that is told by the
+// count of exceptions under way, to which a cancellation does not add. It adds when it is thrown
+// again by a handler that it passes, so without such a handled exception it is caught. Passed as an
+// exception without an object, as in quietly().
+template <class Body, class Undo>
+__attribute__((no_sanitize("undefined"))) auto onCancel(Body const& body, Undo const& undo) {
+    struct Guard {
+        Undo const& undo;
+        bool const handling = std::current_exception() != nullptr;
+        int const before = std::uncaught_exceptions();
+        bool returned = false;
+        bool caught = false;
+        bool cancelled() const {
+            if (!handling) return caught;
+            return !returned && std::uncaught_exceptions() == before;
+        }
+        ~Guard() {
+            if (cancelled()) undo();
+        }
+    } guard{undo};
+    auto const run = [&] {
+        auto const result = body();
+        guard.returned = true;
+        return result;
+    };
+    if (guard.handling) return run();
+    try {
+        return run();
+    } catch (abi::__forced_unwind&) {
+        guard.caught = true;
+        throw;
+    }
+}
+
 // Writes the message code with the number `rc` as its insert.
 inline void reportNumber(char const* unit, int code, int rc, int line = __builtin_LINE()) {
     NotCancelled const whole;
@@ -33,8 +73,11 @@ inline void reportNumber(char const* unit, int code, int rc, int line = __builti
 
 // Runs `body`, which may throw, where nothing may be thrown: what it throws is written instead. A
 // report that throws in its turn is lost.
+//
+// A cancellation passes as an exception without an object, to which its handler's reference binds.
 template <class Body>
-void quietly(char const* unit, Body const& body, int line = __builtin_LINE()) {
+__attribute__((no_sanitize("undefined"))) void quietly(char const* unit, Body const& body,
+                                                       int line = __builtin_LINE()) {
     constexpr int unknownException = 19;
     auto report = [](auto const& write) {
         NotCancelled const whole;

@@ -34,6 +34,12 @@ Z_FAILING(pthread_cond_init, (pthread_cond_t * c, pthread_condattr_t const* a) n
 Z_FAILING(pthread_cond_destroy, (pthread_cond_t * c) noexcept, (c))
 Z_FAILING(pthread_cond_signal, (pthread_cond_t * c) noexcept, (c))
 Z_FAILING(pthread_cond_broadcast, (pthread_cond_t * c) noexcept, (c))
+Z_FAILING(pthread_attr_init, (pthread_attr_t * a) noexcept, (a))
+Z_FAILING(pthread_attr_destroy, (pthread_attr_t * a) noexcept, (a))
+Z_FAILING(pthread_attr_setdetachstate, (pthread_attr_t * a, int state) noexcept, (a, state))
+Z_FAILING(pthread_create,
+          (pthread_t * t, pthread_attr_t const* a, void* (*run)(void*), void* argument) noexcept,
+          (t, a, run, argument))
 #endif
 
 #endif

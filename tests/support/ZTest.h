@@ -21,9 +21,8 @@ namespace ztest {
 // A folder that goes with its content.
 class Folder {
 public:
-    Folder() {
-        char name[] = "/tmp/z_test.XXXXXX";
-        path_ = mkdtemp(name);
+    explicit Folder(std::string const& parent = "/tmp") : path_(parent + "/z_test.XXXXXX") {
+        if (!mkdtemp(path_.data())) path_.clear();
     }
     ~Folder() { std::filesystem::remove_all(path_); }
     std::string operator/(char const* name) const { return path_ + "/" + name; }
