@@ -260,13 +260,13 @@ TEST(ZThreadPool, KeepsSomeIdle) {
 TEST(ZThreadPool, TellsTheIdleToExit) {
     ZThreadPool_5_1 pool(1, 1);
     ZThread_5_1* out = nullptr;
-    auto const now = [] { return std::chrono::system_clock::now(); };
+    using Clock = std::chrono::system_clock;
+    auto const second = [] { return Clock::to_time_t(Clock::now()); };
     Sleeper joined, cancelled(1, 0), never(ULONG_MAX);
     never.start();
     auto* const often = new Sleeper(1, 1, 1);
     std::atomic<bool> worked{false};
-    auto const before = std::chrono::system_clock::to_time_t(now());
-    often->work_ = [&] { worked = std::chrono::system_clock::to_time_t(now()) > before; };
+    often->work_ = [&, before = second()] { worked = second() > before; };
     ended = 0;
     for (Sleeper* sleeper : {&joined, &cancelled, often}) {
         if (sleeper != often) sleeper->wakeUp();
@@ -286,9 +286,7 @@ TEST(ZThreadPool, TellsTheIdleToExit) {
     until([] { return ended == 4; });
     EXPECT_EQ(pool.getAvailableIdleThread(out), nullptr);
     Task offering(1, 0, [&] {
-        for (kept = 1; kept; pool.getAvailableIdleThread(out)) {
-            pool.threadDoneNotification(cancelled, kept);
-        }
+        for (; kept; pool.getAvailableIdleThread(out)) pool.threadDoneNotification(cancelled, kept);
     });
     pool.start(offering);
     pool.waitForExit();  // nothing is kept from now on
@@ -349,11 +347,21 @@ TEST(ZThreadPool, SurvivesAStorm) {
         }
         std::atomic<unsigned> done{0};
     } pool;
+    ZThreadPool_5_1 other(3, 3);
+    Sleeper joined, joinedOften(1), detached(1, 0), often(1, 0, 1);
     unsigned const each = ztest::stressed(2500);
     std::vector<std::thread> starters;
-    for (int t = 0; t < 4; ++t) {
-        starters.emplace_back([&pool, each] {
+    for (Sleeper* own : {&joined, &joinedOften, &detached, &often}) {
+        starters.emplace_back([&pool, &other, each, own] {
             for (unsigned i = 0; i < each; ++i) {
+                if (i % 8 == 0) {
+                    for (auto* s : {new Sleeper(1, 1), own}) s->wakeUp(), other.start(*s);
+                    try {
+                        own->waitForExit();
+                    } catch (ZThreadException_5_1& e) {
+                        EXPECT_EQ(e.rc(), ESRCH) << "only the pool may have been faster";
+                    }
+                }
                 ZThread_5_1* worker = nullptr;
                 i % 4 ? pool.start(*new Task(1, 1, [&pool] { ++pool.done; }))
                       : static_cast<Sleeper*>(pool.getAvailableIdleThread(worker))->wakeUp();
@@ -365,31 +373,8 @@ TEST(ZThreadPool, SurvivesAStorm) {
         pool.waitForExit();
     }
     for (std::thread& starter : starters) starter.join();
-    pool.waitForExit();
+    pool.waitForExit(), other.waitForExit();
     EXPECT_EQ(pool.done, 4 * each);
-    until([] { return live == 0; });
-}
-
-TEST(ZThreadPool, SurvivesRestarts) {
-    ZThreadPool_5_1 pool(3, 3);
-    Sleeper joined, joinedOften(1), detached(1, 0), often(1, 0, 1);
-    auto const own = [&pool](Sleeper* mine) {
-        for (unsigned left = ztest::stressed(500); left > 0; --left) {
-            for (Sleeper* each : {new Sleeper(1, 1), mine}) each->wakeUp(), pool.start(*each);
-            try {
-                mine->waitForExit();
-            } catch (ZThreadException_5_1& e) {
-                EXPECT_EQ(e.rc(), ESRCH) << "only the pool may have been faster";
-            }
-        }
-    };
-    ztest::reported([&] {
-        std::vector<std::thread> owners;
-        for (Sleeper* mine : {&joined, &joinedOften, &detached, &often})
-            owners.emplace_back(own, mine);
-        for (std::thread& owner : owners) owner.join();
-        pool.waitForExit();
-    });
     until([] { return live == 4; });
 }
 

@@ -120,7 +120,7 @@ public:
     int haveLock(zlockstate state) const override;
 
     // Whether the caller is the last thread that took protect or write: true after its unlock(),
-    // too. While others are taking the lock, of use to the holder alone: one that tries may show.
+    // too, until another one has taken it.
     int ownWriteLock() const override;
 
     int readLock() override;

@@ -16,6 +16,7 @@
 #include <limits>
 #include <mutex>
 #include <type_traits>
+#include <utility>
 
 #include "ZException.h"
 #include "zraise.h"
@@ -115,6 +116,7 @@ struct ZThread_5_1::Exit {
     // already, that aborts the process.
     ~Exit() noexcept(false) {
         z_5_1::NotCancelled const whole;
+        // A sleeper has done this on leaving its loop.
         z_5_1::quietly(unit, [this] {
             if (farewell_.pool_) farewell_.pool_->forgetIdle(farewell_.thread_);
         });
