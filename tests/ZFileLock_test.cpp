@@ -262,6 +262,7 @@ TEST_F(ZFileLock, RefusesWithItsCodesAndRecovers) {
 TEST_F(ZFileLock, SurvivesKilledHoldersSignalsAndCancellation) {
     FILE *const killed = held(3, "ww"), *next = worker("hold 3", "we");
     pid_t const victim = holder;
+    ASSERT_TRUE(victim > 0 && victim != getpid()) << victim;
     kill(victim, SIGKILL), pclose(killed);
     while (holder == victim) until("ww");
 

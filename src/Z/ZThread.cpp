@@ -2,8 +2,7 @@
 // Subsystem: concurrency, layer 4. Test: tests/ZThread_test.cpp
 //
 // 1. start() makes the thread and notes it under the mutex of the cell, which the thread takes
-// first
-//    of all. After it start() touches nothing of the object, for the thread may have deleted it.
+//    first. Then start() touches nothing of the object, for the thread may have deleted it.
 // 2. A sleeper's thread does not leave its loop before the start() that made it has returned its
 //    lock, and a caller who gives the lock of a condition back touches nothing of the sleeper
 //    afterwards.
