@@ -196,12 +196,12 @@ void PropDatabase::undo() noexcept {
     if (former_) {
         if (content_) content_->putBack();
         giveBack();
-    } else if (!published_) {
-        unlink(other_.c_str());
-    } else if (!existed_) {
+    } else if (published_ && !existed_) {
         unlink(name_);
-    } else if (exchange(other_.c_str(), name_) == 0) {
-        unlink(other_.c_str());
+    } else {
+        // Under the other name is the new file: it never had the name, or gives it back.
+        bool const isBack = !published_ || exchange(other_.c_str(), name_) == 0;
+        if (isBack) unlink(other_.c_str());
     }
     close(descriptor_);
     descriptor_ = -1;
