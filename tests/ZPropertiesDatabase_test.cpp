@@ -43,7 +43,8 @@ extern "C" __attribute__((visibility("default"))) ssize_t pwrite(int fd, void co
     if (!covers || isMain != writes.inMain) return real(fd, bytes, size, at);
     if (before > 0) return real(fd, bytes, static_cast<size_t>(before), at);
     errno = ENOSPC;
-    return writes.failAt = -1;
+    writes.failAt = -1;
+    return -1;
 }
 
 namespace {
