@@ -92,7 +92,8 @@ def is_ours(path):
         if b"\0" in head or opens_a_stanza(head) is False:
             return False
         data = head + file.read()
-    return b"\0" not in data and opens_a_stanza(data) is True
+    # A file that names a database would have that one written as well: hands off.
+    return b"\0" not in data and b"[configuration-database]" not in data and opens_a_stanza(data) is True
 
 
 def walk(folders, scratch):
