@@ -23,9 +23,6 @@ static_assert(std::is_convertible<ZLock_5_1*, ZObject_5_1*>::value &&
                   std::is_convertible<ZResourceLock_5_1*, ZObject_5_1*>::value,
               "one way up to the root");
 
-// A second path to the root would make the conversion ambiguous.
-static_assert(std::is_convertible_v<ZLock_5_1*, ZObject_5_1*>);
-
 #ifdef __ILP32__
 static_assert(sizeof(ZLock_5_1) == 20, "the record is fixed on 32 bits");
 #endif
