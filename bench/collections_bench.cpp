@@ -60,8 +60,17 @@ void appendToVector(State& state) {
     }
 }
 
-// One after the other. The list checks the index and is asked through its interface.
+// One after the other; the list checks the index. Asked for its own class, and as any list.
 void getFromList(State& state) {
+    Number object(1);
+    ZArrayList_5_1 list(million);
+    for (unsigned int i = 0; i < million; ++i) list.add(&object);
+    for (auto _ : state) {
+        for (unsigned int i = 0; i < million; ++i) DoNotOptimize(list.get(i));
+    }
+}
+
+void getThroughInterface(State& state) {
     Number object(1);
     ZArrayList_5_1 filled(million);
     for (unsigned int i = 0; i < million; ++i) filled.add(&object);
@@ -136,6 +145,8 @@ void addLists() {
     add("list/append", "std", "1000000", appendToVector);
     add("list/get", "Z", "1000000", getFromList);
     add("list/get", "std", "1000000", getFromVector);
+    add("list/get_through_interface", "Z", "1000000", getThroughInterface);
+    add("list/get_through_interface", "std", "1000000", getFromVector);
     for (Order const& order : orders) {
         std::string work = std::string("sort/") + order.label;
         add(work, "Z", "100000", [&order](State& s) { sortList(s, order); })->UseManualTime();

@@ -20,6 +20,7 @@
 #include <ctime>
 #include <limits>
 #include <memory>
+#include <new>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
@@ -41,10 +42,16 @@ namespace {
 
 constexpr char const* unit = "src/Z/ZList";
 
-using Slots = std::unique_ptr<ZObject_5_1*[]>;
+struct FreeSlots {
+    void operator()(ZObject_5_1** slots) const { std::free(slots); }
+};
+using Slots = std::unique_ptr<ZObject_5_1*[], FreeSlots>;
 
-ZObject_5_1** newSlots(unsigned int capacity) {
-    return new ZObject_5_1*[capacity];
+// Large arrays grow by moving pages, not elements: what operator new cannot do.
+ZObject_5_1** resizedSlots(ZObject_5_1** slots, unsigned int capacity) {
+    void* const resized = reallocarray(slots, capacity, sizeof *slots);
+    if (!resized) throw std::bad_alloc();
+    return static_cast<ZObject_5_1**>(resized);
 }
 
 // Any list, through its own virtual operations.
@@ -84,7 +91,7 @@ struct CallersOrder {
 };
 
 template <class Access>
-ZObject_5_1* choosePivot(Access const& list, std::int64_t low, std::int64_t high) {
+ZObject_5_1* choosePivot(Access list, std::int64_t low, std::int64_t high) {
     std::int64_t const middle = (low + high) / 2;
     for (std::int64_t i = middle; i <= high; ++i) {
         if (ZObject_5_1* const element = list.get(i)) return element;
@@ -95,20 +102,23 @@ ZObject_5_1* choosePivot(Access const& list, std::int64_t low, std::int64_t high
     return nullptr;
 }
 
+// Whether a scan from below (or from above) ends at `element`.
+template <bool ascending, bool fromBelow, class Order>
+bool stopsScan(Order order, ZObject_5_1 const* element, ZObject_5_1 const* pivot) {
+    if (!element) return false;
+    int const sign = order(element, pivot);
+    return fromBelow == ascending ? sign >= 0 : sign <= 0;
+}
+
 // Leaves the borders of the two parts, low..j and i..high.
-template <class Access, class Order>
-void partition(Access const& list, Order const& order, bool ascending, ZObject_5_1 const* pivot,
-               std::int64_t& i, std::int64_t& j) {
+template <bool ascending, class Access, class Order>
+void partition(Access list, Order order, ZObject_5_1 const* pivot, std::int64_t& i,
+               std::int64_t& j) {
     std::int64_t const low = i;
     std::int64_t const high = j;
-    auto const stops = [&](ZObject_5_1 const* element, bool fromBelow) {
-        if (!element) return false;
-        int const sign = order(element, pivot);
-        return fromBelow == ascending ? sign >= 0 : sign <= 0;
-    };
     while (i <= j) {
-        while (i < high && !stops(list.get(i), true)) ++i;
-        while (j > low && !stops(list.get(j), false)) --j;
+        while (i < high && !stopsScan<ascending, true>(order, list.get(i), pivot)) ++i;
+        while (j > low && !stopsScan<ascending, false>(order, list.get(j), pivot)) --j;
         if (i > j) break;
         list.swap(i, j);
         ++i;
@@ -116,22 +126,31 @@ void partition(Access const& list, Order const& order, bool ascending, ZObject_5
     }
 }
 
-template <class Access, class Order>
-void sortRange(Access const& list, Order const& order, bool ascending, std::int64_t low,
-               std::int64_t high) {
+template <bool ascending, class Access, class Order>
+void sortRange(Access list, Order order, std::int64_t low, std::int64_t high) {
     while (low < high) {
-        ZObject_5_1 const* const pivot = choosePivot(list, low, high);
+        ZObject_5_1* const pivot = choosePivot(list, low, high);
         if (!pivot) return;
         std::int64_t i = low;
         std::int64_t j = high;
-        partition(list, order, ascending, pivot, i, j);
+        partition<ascending>(list, order, pivot, i, j);
         if (j - low < high - i) {
-            sortRange(list, order, ascending, low, j);
+            sortRange<ascending>(list, order, low, j);
             low = i;
         } else {
-            sortRange(list, order, ascending, i, high);
+            sortRange<ascending>(list, order, i, high);
             high = j;
         }
+    }
+}
+
+template <class Access, class Order>
+void sortRange(ZSortCompare_5_1::sortorder direction, Access list, Order order, unsigned int low,
+               unsigned int high) {
+    if (direction == ZSortCompare_5_1::ascending) {
+        sortRange<true>(list, order, low, high);
+    } else {
+        sortRange<false>(list, order, low, high);
     }
 }
 
@@ -157,13 +176,12 @@ void ZAbstractList_5_1::sort(ZSortCompare_5_1 const& compare,
 void ZAbstractList_5_1::quickSort(ZSortCompare_5_1 const& compare,
                                   ZSortCompare_5_1::sortorder const& order, unsigned int low,
                                   unsigned int high) {
-    sortRange(VirtualAccess{*this}, CallersOrder{compare}, order == ZSortCompare_5_1::ascending,
-              low, high);
+    sortRange(order, VirtualAccess{*this}, CallersOrder{compare}, low, high);
 }
 
 ZArrayList_5_1::ZArrayList_5_1(unsigned int initialCapacity, int ownsMembers)
     : capacity_(initialCapacity ? initialCapacity : 1),
-      elements_(newSlots(capacity_)),
+      elements_(resizedSlots(nullptr, capacity_)),
       size_(0),
       ownsMembers_(ownsMembers) {}
 
@@ -198,39 +216,26 @@ void ZArrayList_5_1::sort(ZSortCompare_5_1 const& compare,
         return;
     }
     SlotAccess const slots{elements_, size_};
-    bool const ascending = order == ZSortCompare_5_1::ascending;
     if (typeid(compare) == typeid(ZDefaultSortCompare_5_1)) {
-        sortRange(slots, ObjectOrder(), ascending, 0, size_);
+        sortRange(order, slots, ObjectOrder(), 0, size_);
     } else {
-        sortRange(slots, CallersOrder{compare}, ascending, 0, size_);
+        sortRange(order, slots, CallersOrder{compare}, 0, size_);
     }
-}
-
-unsigned int ZArrayList_5_1::size() const {
-    return size_;
-}
-
-int ZArrayList_5_1::ownsMembers() const {
-    return ownsMembers_;
 }
 
 int ZArrayList_5_1::contains(ZObject_5_1 const* object) const {
     return indexOf(object) >= 0;
 }
 
-void ZArrayList_5_1::add(ZObject_5_1 const* object) {
-    store(size(), object);
-}
-
 void ZArrayList_5_1::add(unsigned int index, ZObject_5_1 const* object) {
-    store(index, object);
+    if (ownsMembers_) {
+        addClone(index, object);
+    } else {
+        addNoCopy(index, object);
+    }
 }
 
-void ZArrayList_5_1::store(unsigned int index, ZObject_5_1 const* object) {
-    if (!ownsMembers_) {
-        addNoCopy(index, object);
-        return;
-    }
+void ZArrayList_5_1::addClone(unsigned int index, ZObject_5_1 const* object) {
     z_5_1::Clone copy(z_5_1::cloneOf(object));
     if (index > size()) return;
     addNoCopy(index, copy.get());
@@ -250,7 +255,7 @@ void ZArrayList_5_1::addNoCopy(ZObject_5_1 const* object) {
     addNoCopy(size_, object);
 }
 
-void ZArrayList_5_1::addNoCopy(unsigned int index, ZObject_5_1 const* object) {
+void ZArrayList_5_1::insert(unsigned int index, ZObject_5_1 const* object) {
     if (index > size_) return;
     if (size_ == capacity_) grow();
     ZObject_5_1** const end = elements_ + size_;
@@ -280,10 +285,6 @@ void ZArrayList_5_1::remove(ZListIterator_5_1& iterator) {
 void ZArrayList_5_1::removeAll() {
     unsigned int const removed = std::exchange(size_, 0);
     if (ownsMembers_) z_5_1::deleteAll(elements_, removed);
-}
-
-ZObject_5_1* ZArrayList_5_1::get(unsigned int index) const {
-    return index < size_ ? elements_[index] : nullptr;
 }
 
 void ZArrayList_5_1::set(unsigned int index, ZObject_5_1 const* object) {
@@ -344,9 +345,7 @@ void ZArrayList_5_1::grow() {
     if (size_ == most) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
     unsigned int const step = size_ < 2 ? 1 : size_ / 2;
     unsigned int const capacity = step > most - size_ ? most : size_ + step;
-    ZObject_5_1** const fresh = newSlots(capacity);
-    std::copy_n(elements_, size_, fresh);
-    delete[] std::exchange(elements_, fresh);
+    elements_ = resizedSlots(elements_, capacity);
     capacity_ = capacity;
 }
 

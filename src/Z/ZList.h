@@ -66,6 +66,8 @@ protected:
 // they are removed or replaced and when it dies itself; any other stores the caller's pointers and
 // deletes nothing. An index out of range is never an error: get gives null, the rest do nothing.
 // Allocation failures pass through and leave the list as it was. No locking: callers serialise.
+// The short operations stand in the class, so that calls on a list whose class the compiler knows
+// cost what those of std::vector do.
 class Z_API ZArrayList_5_1 : public ZAbstractList_5_1 {
 public:
     // Empty; a capacity of 0 is raised to 1.
@@ -82,15 +84,21 @@ public:
     ZObject_5_1* clone() const override;
 
     void sort(ZSortCompare_5_1 const& compare, ZSortCompare_5_1::sortorder const& order) override;
-    unsigned int size() const override;
-    int ownsMembers() const override;
+    unsigned int size() const override { return size_; }
+    int ownsMembers() const override { return ownsMembers_; }
 
     // indexOf() found it: 1, else 0.
     int contains(ZObject_5_1 const* object) const override;
 
     // Appends, or inserts before the element at `index` (size() appends; beyond it nothing is
     // stored). An owning list stores a clone.
-    void add(ZObject_5_1 const* object) override;
+    void add(ZObject_5_1 const* object) override {
+        if (ownsMembers_) {
+            addClone(size(), object);
+        } else {
+            addNoCopy(size(), object);
+        }
+    }
     void add(unsigned int index, ZObject_5_1 const* object) override;
 
     // Appends every element of the other list. A list added to itself is doubled.
@@ -98,7 +106,13 @@ public:
 
     // As add, but stores the pointer itself, which an owning list takes over when it stores it.
     void addNoCopy(ZObject_5_1 const* object) override;
-    void addNoCopy(unsigned int index, ZObject_5_1 const* object) override;
+    void addNoCopy(unsigned int index, ZObject_5_1 const* object) override {
+        if (index == size_ && size_ < capacity_) {
+            elements_[size_++] = const_cast<ZObject_5_1*>(object);
+        } else {
+            insert(index, object);
+        }
+    }
 
     // Removes the first equal element, the element at an index, or the one that the iterator gave
     // last; in the last case the iterator goes on with the element behind it.
@@ -108,7 +122,9 @@ public:
     void removeAll() override;
 
     // Still owned by the list if it owns; null beyond the end.
-    ZObject_5_1* get(unsigned int index) const override;
+    ZObject_5_1* get(unsigned int index) const override {
+        return index < size_ ? elements_[index] : nullptr;
+    }
 
     // Replaces an element (by a clone when owning, which then deletes the old one).
     void set(unsigned int index, ZObject_5_1 const* object) override;
@@ -135,14 +151,15 @@ public:
     int indexOf(ZListIterator_5_1& iterator) override;
 
 protected:
-    // Slots 0..size_-1 are the elements in order, null allowed.
+    // Slots 0..size_-1 are the elements in order, null allowed. The array is malloc's.
     unsigned int capacity_;
     ZObject_5_1** elements_;
     unsigned int size_;
     int ownsMembers_;
 
 private:
-    void store(unsigned int index, ZObject_5_1 const* object);
+    void addClone(unsigned int index, ZObject_5_1 const* object);
+    void insert(unsigned int index, ZObject_5_1 const* object);
     void grow();
 };
 
