@@ -11,7 +11,6 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <limits>
 #include <memory>
 #include <type_traits>
 
@@ -32,15 +31,14 @@ namespace {
 constexpr char const* unit = "src/Z/ZLock";
 constexpr int createFailed = 3;
 constexpr int destroyFailed = 4;
-constexpr int lockFailed = 5;
-constexpr int unlockFailed = 6;
-
-constexpr pthread_t nobody = static_cast<pthread_t>(-1);
+constexpr int lockCode = 5;
+constexpr int unlockCode = 6;
 
 // The mutex comes first: its address is the block's.
 struct Cells {
+    explicit Cells(pthread_t nobody) : owner(nobody) {}
     pthread_mutex_t mutex;
-    std::atomic<pthread_t> owner{nobody};
+    std::atomic<pthread_t> owner;
 };
 static_assert(offsetof(Cells, mutex) == 0, "the block is found again by its mutex");
 
@@ -53,7 +51,7 @@ Cells* cellsOf(pthread_mutex_t* mutex) {
 ZLockInterface_5_1::~ZLockInterface_5_1() noexcept(false) {}
 
 ZLock_5_1::ZLock_5_1() : count_(0) {
-    auto cells = std::make_unique<Cells>();
+    auto cells = std::make_unique<Cells>(nobody);
     z_5_1::check<ZCreateResourceException_5_1>(unit, createFailed,
                                                pthread_mutex_init(&cells->mutex, nullptr));
     owner_ = &cells->owner;
@@ -77,38 +75,23 @@ ZLock_5_1::~ZLock_5_1() noexcept {
     delete cellsOf(mutex_);
 }
 
-int ZLock_5_1::lock() {
-    pthread_t const self = pthread_self();
-    if (owner_->load(std::memory_order_relaxed) == self) {
-        if (count_ == std::numeric_limits<int>::max()) {
-            z_5_1::raise(unit, ZLockResourceException_5_1(lockFailed, EAGAIN));
-        }
-        ++count_;
-        return 0;
-    }
-    z_5_1::check<ZLockResourceException_5_1>(unit, lockFailed, pthread_mutex_lock(mutex_));
-    owner_->store(self, std::memory_order_relaxed);
-    count_ = 1;
-    return 0;
+void ZLock_5_1::refuseEntry() {
+    z_5_1::raise(unit, ZLockResourceException_5_1(lockCode, EAGAIN));
 }
 
-int ZLock_5_1::unlock() {
-    pthread_t const self = pthread_self();
-    if (owner_->load(std::memory_order_relaxed) != self || count_ <= 0) {
-        z_5_1::raise(unit, ZUnlockResourceException_5_1(unlockFailed, 0));
-    }
-    if (count_ > 1) {
-        --count_;
-        return 0;
-    }
-    count_ = 0;
-    owner_->store(nobody, std::memory_order_relaxed);
-    if (int const rc = pthread_mutex_unlock(mutex_)) {
-        owner_->store(self, std::memory_order_relaxed);
-        count_ = 1;
-        z_5_1::raise(unit, ZUnlockResourceException_5_1(unlockFailed, rc));
-    }
-    return 0;
+void ZLock_5_1::lockFailed(int rc) {
+    z_5_1::raise(unit, ZLockResourceException_5_1(lockCode, rc));
+}
+
+void ZLock_5_1::refuseExit() {
+    z_5_1::raise(unit, ZUnlockResourceException_5_1(unlockCode, 0));
+}
+
+// The mutex was not released: the lock stays the caller's.
+void ZLock_5_1::unlockFailed(pthread_t self, int rc) {
+    owner_->store(self, std::memory_order_relaxed);
+    count_ = 1;
+    z_5_1::raise(unit, ZUnlockResourceException_5_1(unlockCode, rc));
 }
 
 int ZLock_5_1::giveUpForWait() {
@@ -127,12 +110,6 @@ bool ZLock_5_1::heldByCaller() const {
     return pthread_equal(owner_->load(std::memory_order_relaxed), pthread_self()) && count_ > 0;
 }
 
-ZResourceLock_5_1::ZResourceLock_5_1(ZLock_5_1& lock) : lock_(lock) {
-    lock_.lock();
-}
-
-ZResourceLock_5_1::~ZResourceLock_5_1() noexcept {
-    // Only a cancellation would pass, and nothing here can be cancelled.
-    // cppcheck-suppress throwInNoexceptFunction
-    z_5_1::quietly(unit, [this] { lock_.unlock(); });
+void ZResourceLock_5_1::reportCurrentException() {
+    z_5_1::quietly(unit, [] { throw; });
 }
