@@ -14,6 +14,7 @@
 #include <memory>
 
 #include "ZException.h"
+#include "zfind.h"
 #include "zraise.h"
 #include "ztisutil.h"
 
@@ -504,20 +505,27 @@ ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::replace(char from, char 
     return *this;
 }
 
+unsigned int ZAbstractMutableString_5_1::indexOf(char const* text, unsigned int from) const {
+    if (text == nullptr) return 0xFFFFFFFFu;
+    unsigned int const at = from < length_ ? from : length_;
+    return offsetOf(z_5_1::find(buffer_ + at, textLength(at), text, std::strlen(text)));
+}
+
 ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::replace(char const* from, char const* to) {
     if (from == nullptr || *from == '\0') return *this;
     std::size_t const fromBytes = std::strlen(from);
     std::size_t const toBytes = to != nullptr ? std::strlen(to) : 0;
     void* const handle = getCodesetHandle();
     bool const bytewise = handle == utf8_handle_.load(std::memory_order_acquire);
+    char const* const end = buffer_ + textLength();
     auto const find = [&](char const* p) -> char const* {
-        return bytewise ? std::strstr(p, from) : zstrstr_5_1(handle, p, from);
+        if (!bytewise) return zstrstr_5_1(handle, p, from);
+        return z_5_1::find(p, static_cast<std::size_t>(end - p), from, fromBytes);
     };
     unsigned long long matches = 0;
     for (char const* p = find(buffer_); p != nullptr; p = find(p + fromBytes)) ++matches;
     if (matches == 0) return *this;
 
-    char const* const end = buffer_ + textLength();
     unsigned long long const kept =
         static_cast<unsigned long long>(end - buffer_) - matches * fromBytes;
     unsigned int const total = checked(kept + matches * toBytes);

@@ -47,10 +47,7 @@ public:
                                          : std::memchr(buffer_ + at, c, length_ - at + 1);
         return offsetOf(static_cast<char const*>(match));
     }
-    unsigned int indexOf(char const* text, unsigned int from = 0) const override {
-        if (text == nullptr) return 0xFFFFFFFFu;
-        return offsetOf(std::strstr(buffer_ + (from < length_ ? from : length_), text));
-    }
+    unsigned int indexOf(char const* text, unsigned int from = 0) const override;
     int isEmpty() const override { return length_ == 0; }
     operator char const*() const override { return buffer_; }
     char const* data() const override { return buffer_; }
