@@ -148,15 +148,15 @@ TEST(Views, CountOnceAndPointElsewhere) {
 
 // A byte that is no character where one has to be measured.
 TEST(Search, FindsWhatTheStandardLibraryFinds) {
-    std::mt19937 random(3);
-    auto const letters = [&](unsigned most) {
+    std::minstd_rand random(3);
+    auto const letters = [&](unsigned long most) {
         std::string text(random() % most, 'a');
         for (char& c : text) c = "aab"[random() % 3];
         return text;
     };
     for (int round = 0; round < 20000; ++round) {
         std::string const text = letters(150), part = letters(round % 2 ? 4 : 24);
-        unsigned const from = random() % 40;
+        unsigned const from = static_cast<unsigned>(random() % 40);
         std::size_t const at = text.find(part, std::min<std::size_t>(from, text.size()));
         ASSERT_EQ(ZLCString_5_1(text.c_str()).indexOf(part.c_str(), from),
                   static_cast<unsigned>(at))
