@@ -34,4 +34,10 @@ elseif(Z_SANITIZE)
     message(FATAL_ERROR "Z_SANITIZE is empty, address or thread, not ${Z_SANITIZE}")
 endif()
 add_compile_options(${Z_SANITIZE_FLAGS} -fno-omit-frame-pointer)
+# Nobody puts functions of their own in the place of a library's, so its calls to itself need no
+# detour. Relocations of a library to itself are packed: there is one for every virtual function.
+add_compile_options(-fno-semantic-interposition)
+include(CheckLinkerFlag)
+check_linker_flag(CXX LINKER:-z,pack-relative-relocs Z_PACKS_RELOCATIONS)
+set(Z_LIBRARY_LINK_OPTIONS $<$<BOOL:${Z_PACKS_RELOCATIONS}>:LINKER:-z,pack-relative-relocs>)
 add_link_options(${Z_SANITIZE_FLAGS})

@@ -186,26 +186,22 @@ ZAbstractMutableString_5_1::ZAbstractMutableString_5_1(char c) {
 
 ZAbstractMutableString_5_1::ZAbstractMutableString_5_1(int number) {
     startEmpty();
-    Decimal const decimal(number);
-    startWith(decimal.text(), decimal.bytes());
+    startWithNumber(number);
 }
 
 ZAbstractMutableString_5_1::ZAbstractMutableString_5_1(unsigned int number) {
     startEmpty();
-    Decimal const decimal(number);
-    startWith(decimal.text(), decimal.bytes());
+    startWithNumber(number);
 }
 
 ZAbstractMutableString_5_1::ZAbstractMutableString_5_1(long number) {
     startEmpty();
-    Decimal const decimal(number);
-    startWith(decimal.text(), decimal.bytes());
+    startWithNumber(number);
 }
 
 ZAbstractMutableString_5_1::ZAbstractMutableString_5_1(unsigned long number) {
     startEmpty();
-    Decimal const decimal(number);
-    startWith(decimal.text(), decimal.bytes());
+    startWithNumber(number);
 }
 
 // ---- memory ----
@@ -263,6 +259,12 @@ void ZAbstractMutableString_5_1::reallocate(bool exact) {
         buffer_ = memory;
     }
     setHeap(capacity_, block);
+}
+
+template <class Number>
+void ZAbstractMutableString_5_1::startWithNumber(Number number) {
+    char const* const end = std::to_chars(inline_, inline_ + defaultLength, number).ptr;
+    finish(static_cast<unsigned int>(end - inline_));
 }
 
 void ZAbstractMutableString_5_1::startWith(char const* text, std::size_t bytes) {

@@ -279,6 +279,8 @@ private:
         }
     }
     void startWith(char const* text, std::size_t bytes);
+    template <class Number>
+    void startWithNumber(Number number);
     void startOnHeap(char const* text, std::size_t bytes);
 
     // In the inline store and known to hold no NUL.

@@ -44,6 +44,25 @@ inline std::uint32_t hashName(char const* chars, std::size_t length) {
     return static_cast<std::uint32_t>(hash ^ hash >> 29);
 }
 
+// Names are short: a call would cost more than the comparison.
+inline bool isSameName(char const* left, char const* right, std::size_t length) {
+    auto same = [left, right](std::size_t at, auto word) {
+        decltype(word) one, other;
+        std::memcpy(&one, left + at, sizeof word);
+        std::memcpy(&other, right + at, sizeof word);
+        return one == other;
+    };
+    if (length >= 8) {
+        for (std::size_t at = 0; at < length - 8; at += 8) {
+            if (!same(at, std::uint64_t())) return false;
+        }
+        return same(length - 8, std::uint64_t());
+    }
+    if (length >= 4) return same(0, std::uint32_t()) && same(length - 4, std::uint32_t());
+    return length == 0 || (left[0] == right[0] && left[length / 2] == right[length / 2] &&
+                           left[length - 1] == right[length - 1]);
+}
+
 template <class Node>
 class NameIndex {
 public:
@@ -53,10 +72,9 @@ public:
         if (!slots_) return nullptr;
         for (std::uint32_t at = hash & mask_; slots_[at].node; at = (at + 1) & mask_) {
             Slot const& slot = slots_[at];
-            if (slot.hash == hash && slot.length == length && isIt(*slot.node) &&
-                std::memcmp(slot.name, name, length) == 0) {
-                return slot.node;
-            }
+            if (slot.hash != hash || slot.length != length) continue;
+            __builtin_prefetch(slot.name + cacheLine);  // what was read with the name: its value
+            if (isIt(*slot.node) && isSameName(slot.name, name, length)) return slot.node;
         }
         return nullptr;
     }
@@ -112,6 +130,7 @@ private:
     }
 
     static constexpr std::uint32_t firstSize = 8;
+    static constexpr std::size_t cacheLine = 64;
 
     std::unique_ptr<Slot[]> slots_;  // a power of two, at most 3/4 full
     std::uint32_t mask_ = 0;         // slots - 1; 0 without slots

@@ -63,10 +63,15 @@ public:
     char const* nameChars() const { return name_.chars; }
     std::uint32_t nameLength() const { return name_.length; }
     PropKey* find(char const* key, std::size_t length) const {
-        return memory_->keys.find(hashOf(key, length), key, length,
-                                  [this](PropKey const& node) { return node.stanza == this; });
+        return findIn(memory_->keys, key, length);
     }
     PropKey* find(char const* key) const { return find(key, std::strlen(key)); }
+    // The same for who has the store's index at hand: nothing of the stanza itself is read.
+    PropKey* findIn(z_5_1::NameIndex<PropKey> const& keys, char const* key,
+                    std::size_t length) const {
+        return keys.find(hashOf(key, length), key, length,
+                         [this](PropKey const& node) { return node.stanza == this; });
+    }
     // A new key at the end of the order, not placed; takes the name over. It must not be there.
     PropKey& append(z_5_1::PropText key);
     void erase(PropKey& key);

@@ -177,7 +177,7 @@ ZPKVList_5_1* ZPCategoryBasedCache_5_1::find(char const* stanza) const {
 ZPCategoryBasedCache_5_1::PropKey* ZPCategoryBasedCache_5_1::find(char const* stanza,
                                                                   char const* key) const {
     ZPKVList_5_1* found = find(stanza);
-    return found ? found->find(key) : nullptr;
+    return found ? found->findIn(content().memory.keys, key, std::strlen(key)) : nullptr;
 }
 
 ZPKVList_5_1& ZPCategoryBasedCache_5_1::appendStanza(PropText text) {
