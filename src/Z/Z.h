@@ -12,6 +12,7 @@
 #include "ZFileLock.h"
 #include "ZFileMap.h"
 #include "ZIterator.h"
+#include "ZJavaProperties.h"
 #include "ZKeyMap.h"
 #include "ZLCString.h"
 #include "ZList.h"
