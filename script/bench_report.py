@@ -14,7 +14,7 @@ import subprocess
 import sys
 
 PACKAGES = ["libglib2.0-dev", "libinih-dev", "libsimpleini-dev", "libboost-dev", "zlib1g-dev",
-            "libbenchmark-dev"]
+            "libbenchmark-dev", "libpoco-dev", "openjdk-17-jdk-headless"]
 KNOWN = {"name", "run_name", "run_type", "family_index", "per_family_instance_index", "repetitions",
          "repetition_index", "threads", "iterations", "real_time", "cpu_time", "time_unit",
          "aggregate_name", "aggregate_unit", "label", "error_occurred", "error_message"}

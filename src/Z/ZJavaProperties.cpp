@@ -249,16 +249,20 @@ int ZJavaProperties_5_1::loadProperties(std::FILE* file, char const* path) {
     int previous = 0;
     int c;
     while ((c = getc_unlocked(file)) != EOF) {
+        if (state == keyChars || state == valChars) {
+            // A run of what the handlers of both states append.
+            ZUTF8String_5_1& text = state == keyChars ? key_ : value_;
+            for (; isPlain(c); c = getc_unlocked(file)) {
+                text.append(static_cast<char>(c));
+                previous = c;
+            }
+            if (c == EOF) break;
+        }
         if (isLineEnd(c) && isLineEnd(previous) && c != previous) {
             previous = 0;  // the pair is one line end; another may follow
             continue;
         }
         previous = c;
-        // Most characters by far: what doKeyCharsState and doValCharsState make of them.
-        if ((state == keyChars || state == valChars) && isPlain(c)) {
-            (state == keyChars ? key_ : value_).append(static_cast<char>(c));
-            continue;
-        }
         Handler const handler = states_[state];
         if (!handler) z_5_1::raise(unit, ZJavaPropertyParseException_5_1(path));
         state = (this->*handler)(static_cast<signed char>(c));
@@ -398,13 +402,15 @@ int ZJavaProperties_5_1::store(char const* path) const {
     std::FILE* const stream = file.stream();
     errno = 0;
     write(stream, "#\n", 2);
-    ZArrayList_5_1 keys(2, 1);
+    ZArrayList_5_1 keys(2, 0);
+    ZArrayList_5_1 values(2, 0);
     entries_.listKeys(keys);
+    entries_.listObjects(values);
     for (unsigned int i = 0; i < keys.size(); ++i) {
         char const* const key = charsOf(keys.get(i));
         write(stream, key, std::strlen(key));
         write(stream, " = ", 3);
-        writeValue(stream, charsOf(entries_.getEntry(keys.get(i))));
+        writeValue(stream, charsOf(values.get(i)));
         write(stream, "\n", 1);
     }
     return file.close();
