@@ -34,9 +34,9 @@
 #include "zraise.h"
 #include "ztisutil.h"
 
-extern "C" {
+namespace {
 
-int zvsnprintf_5_1(char* buf, int size, char const* format, va_list args) {
+inline int formatInto(char* buf, int size, char const* format, va_list args) {
     zvsnprintf_context_5_1 context;
     try {
         // Throws where the codesets cannot be had and that cannot be reported either.
@@ -51,10 +51,18 @@ int zvsnprintf_5_1(char* buf, int size, char const* format, va_list args) {
     return length;
 }
 
+}  // namespace
+
+extern "C" {
+
+int zvsnprintf_5_1(char* buf, int size, char const* format, va_list args) {
+    return formatInto(buf, size, format, args);
+}
+
 int zsnprintf_5_1(char* buf, int size, char const* format, ...) {
     va_list args;
     va_start(args, format);
-    int const length = zvsnprintf_5_1(buf, size, format, args);
+    int const length = formatInto(buf, size, format, args);
     va_end(args);
     return length;
 }

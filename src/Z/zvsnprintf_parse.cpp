@@ -2,10 +2,13 @@
 // Subsystem: strings, layer 2. Test: tests/zsnprintf_test.cpp
 //
 // The first stage of the engine that zsnprintf.cpp describes.
+#include <algorithm>
 #include <climits>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "zsnprintf.h"
 
@@ -23,10 +26,9 @@ static_assert(sizeof(void*) != 4 ||
               "seven words on 32 bits");
 static_assert(sizeof(void*) != 4 || sizeof(Argument) == 12, "96 bits on 32 bits");
 
-// A va_list as a parameter is a pointer on some platforms and a value on others; this is neither.
-struct Arguments {
-    va_list list;
-};
+// What a va_list is as a parameter: a pointer on some platforms, a value on others. By reference it
+// is consumed alike on all of them.
+using Arguments = std::decay_t<va_list>;
 
 // ---- conversions ----
 
@@ -70,6 +72,10 @@ struct ConversionTable {
 };
 constexpr ConversionTable byLetter;
 
+Conversion const& conversionOf(char letter) {
+    return byLetter.entries[static_cast<unsigned char>(letter)];
+}
+
 // What has to be fetched: all uses of an argument agree in this.
 enum Kind : signed char { noKind, anInt, aLong, aLongLong, aPointer, aDouble, aLongDouble };
 
@@ -97,10 +103,10 @@ public:
 
     bool parse();
     // The highest number of an argument, and how many uses arguments have.
-    int highest() const { return highest_; }
-    int uses() const { return uses_; }
+    int highest() const { return std::max(next_, highestNumber_); }
+    std::int64_t uses() const { return std::int64_t{next_} + numberedUses_; }
     // Whether some argument is numbered in the format; else they are used in their order.
-    bool isNumbered() const { return numbered_; }
+    bool isNumbered() const { return numberedUses_ != 0; }
 
 private:
     void skipLiteral();
@@ -119,10 +125,9 @@ private:
 
     Context& context_;
     char const* at_;
-    int next_ = 0;
-    int highest_ = 0;
-    int uses_ = 0;
-    bool numbered_ = false;
+    int next_ = 0;  // the number that an unnumbered use had last
+    int highestNumber_ = 0;
+    int numberedUses_ = 0;
 };
 
 bool Parser::parse() {
@@ -169,26 +174,35 @@ bool Parser::parseDirective(Directive& d) {
     d.precision = 0;
     if (*at_ < 'A') {  // there are no letters before the length
         if (!parsePosition(d)) return false;
-        parseFlags(d);
-        if (!parseWidth(d) || !parsePrecision(d)) return false;
+        if ((d.flags & ZPRINTF_WIDTH) == 0) {
+            parseFlags(d);
+            if (!parseWidth(d)) return false;
+        }
+        if (!parsePrecision(d)) return false;
     }
     if (!parseConversion(d, parseLength(d))) return false;
     d.next = at_;
     return true;
 }
 
-// Digits that end in $ number the value; others are the width and are left for it.
+// Digits that end in $ number the value. Others are the width, or, after a 0, flags and the width.
 bool Parser::parsePosition(Directive& d) {
     char const* const start = at_;
-    if (!isDigit(*at_)) return true;
-    if (!parseNumber(d.value)) return false;
+    if (!isDigit(*start)) return true;
+    int number;
+    if (!parseNumber(number)) return false;
     if (*at_ == '$') {
         ++at_;
         d.flags |= ZPRINTF_VALUE_NUMBERED;
-        return d.value != 0;
+        d.value = number;
+        return number != 0;
     }
-    d.value = 0;
-    at_ = start;
+    if (*start == '0') {
+        at_ = start;
+    } else {
+        d.flags |= ZPRINTF_WIDTH;
+        d.width = number;
+    }
     return true;
 }
 
@@ -257,6 +271,7 @@ bool Parser::parseStar(Directive& d, int& number, unsigned numberedFlag) {
 
 // Another length letter behind this one is no conversion and found wrong as such.
 Length Parser::parseLength(Directive& d) {
+    if (conversionOf(*at_).types[noLength] >= 0) return noLength;  // nearly always
     switch (*at_) {
         case 'h':
             ++at_;
@@ -279,7 +294,7 @@ Length Parser::parseLength(Directive& d) {
 }
 
 bool Parser::parseConversion(Directive& d, Length length) {
-    Conversion const& conversion = byLetter.entries[static_cast<unsigned char>(*at_)];
+    Conversion const& conversion = conversionOf(*at_);
     d.type = conversion.types[length];
     if (d.type < 0) return false;
     ++at_;
@@ -293,68 +308,72 @@ bool Parser::parseConversion(Directive& d, Length length) {
 
 // No digits are 0.
 bool Parser::parseNumber(int& number) {
-    int value = 0;
+    std::int64_t value = 0;
     for (; isDigit(*at_); ++at_) {
-        int const digit = *at_ - '0';
-        if (value > (INT_MAX - digit) / 10) return false;
-        value = value * 10 + digit;
+        value = value * 10 + (*at_ - '0');
+        if (value > INT_MAX) return false;
     }
-    number = value;
+    number = static_cast<int>(value);
     return true;
 }
 
 bool Parser::useNext(int& number) {
-    if (uses_ == INT_MAX) return false;
-    ++uses_;
+    if (next_ == INT_MAX) return false;
     number = ++next_;
-    if (number > highest_) highest_ = number;
     return true;
 }
 
 bool Parser::useNumbered(int number) {
-    if (uses_ == INT_MAX || number == 0) return false;
-    ++uses_;
-    numbered_ = true;
-    if (number > highest_) highest_ = number;
+    if (numberedUses_ == INT_MAX || number == 0) return false;
+    ++numberedUses_;
+    highestNumber_ = std::max(highestNumber_, number);
     return true;
 }
 
 // ---- arguments ----
 
-void fetch(Argument& slot, Kind kind, Arguments& arguments) {
+void fetchRare(Argument& slot, Kind kind, Arguments& arguments) {
     switch (kind) {
-        case anInt:
-            slot.integer = va_arg(arguments.list, int);
-            break;
-        case aLong:
-            slot.integer = va_arg(arguments.list, long);
-            break;
         case aLongLong:
-            slot.integer = va_arg(arguments.list, long long);
-            break;
-        case aPointer:
-            slot.pointer = va_arg(arguments.list, void const*);
+            slot.integer = va_arg(arguments, long long);
             break;
         case aDouble:
-            slot.real = va_arg(arguments.list, double);
+            slot.real = va_arg(arguments, double);
             break;
         case aLongDouble:
-            slot.long_real = va_arg(arguments.list, long double);
+            slot.long_real = va_arg(arguments, long double);
             break;
-        case noKind:
+        default:
             break;
+    }
+}
+
+inline void fetch(Argument& slot, Kind kind, Arguments& arguments) {
+    if (kind == anInt) {
+        slot.integer = va_arg(arguments, int);
+    } else if (kind == aPointer) {
+        slot.pointer = va_arg(arguments, void const*);
+    } else if (kind == aLong) {
+        slot.integer = va_arg(arguments, long);
+    } else {
+        fetchRare(slot, kind, arguments);
     }
 }
 
 // Calls use(number, kind) for each use of an argument, in the order of the format; until one is
 // false.
 template <class Use>
-bool forEachUse(Context const& context, Use use) {
+inline bool forEachUse(Context const& context, Use use) {
     Directive const* const end = context.directives + context.directive_count;
     for (Directive const* d = context.directives; d != end; ++d) {
-        if ((d->flags & ZPRINTF_WIDTH_ARGUMENT) != 0 && !use(d->width, anInt)) return false;
-        if ((d->flags & ZPRINTF_PRECISION_ARGUMENT) != 0 && !use(d->precision, anInt)) return false;
-        if (d->type != ZPRINTF_PERCENT && !use(d->value, kindOfType[d->type])) return false;
+        unsigned const stars = d->flags & (ZPRINTF_WIDTH_ARGUMENT | ZPRINTF_PRECISION_ARGUMENT);
+        if (stars != 0) {
+            if ((stars & ZPRINTF_WIDTH_ARGUMENT) != 0 && !use(d->width, anInt)) return false;
+            if ((stars & ZPRINTF_PRECISION_ARGUMENT) != 0 && !use(d->precision, anInt))
+                return false;
+        }
+        Kind const kind = kindOfType[d->type];
+        if (kind != noKind && !use(d->value, kind)) return false;
     }
     return true;
 }
@@ -391,8 +410,9 @@ bool fetchArguments(Context& context, Parser const& parser, Arguments& arguments
         context.arguments = static_cast<Argument*>(table);
     }
     if (parser.isNumbered()) return fetchByNumber(context, arguments);
+    Argument* const slots = context.arguments;
     return forEachUse(context, [&](int number, Kind kind) {
-        fetch(context.arguments[number], kind, arguments);
+        fetch(slots[number], kind, arguments);
         return true;
     });
 }
@@ -418,12 +438,9 @@ int zvsnprintf_parse_5_1(zvsnprintf_context_5_1* context, void* codeset, char co
     context->format = context->end = format == nullptr ? "" : format;
     if (format == nullptr) return -1;
     Parser parser(*context, format);
-    Arguments arguments;
-    va_copy(arguments.list, args);
-    bool const done = parser.parse() && fetchArguments(*context, parser, arguments);
-    va_end(arguments.list);
-    if (!done) zvsnprintf_done_5_1(context);
-    return done ? 0 : -1;
+    if (parser.parse() && fetchArguments(*context, parser, args)) return 0;
+    zvsnprintf_done_5_1(context);
+    return -1;
 }
 
 void zvsnprintf_done_5_1(zvsnprintf_context_5_1* context) {

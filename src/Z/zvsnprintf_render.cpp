@@ -215,6 +215,12 @@ constexpr Radix octal = {3, "01234567"};
 constexpr Radix lowerHexadecimal = {4, "0123456789abcdef"};
 constexpr Radix upperHexadecimal = {4, "0123456789ABCDEF"};
 
+Radix radixOf(Directive const& d) {
+    if (has(d, ZPRINTF_LOWER_HEXADECIMAL)) return lowerHexadecimal;
+    if (has(d, ZPRINTF_UPPER_HEXADECIMAL)) return upperHexadecimal;
+    return has(d, ZPRINTF_OCTAL) ? octal : decimal;
+}
+
 constexpr int mostDigits = 22;  // of 64 bits, in octal
 
 constexpr char pairs[] =
@@ -222,9 +228,10 @@ constexpr char pairs[] =
     "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
     "8081828384858687888990919293949596979899";
 
-int countDigits(std::uint64_t value, Radix radix) {
+inline int countDigits(std::uint64_t value, Radix radix) {
     int const bits = 64 - __builtin_clzll(value | 1);
-    if (radix.bits != 0) return (bits + radix.bits - 1) / radix.bits;
+    if (radix.bits == 4) return (bits + 3) / 4;
+    if (radix.bits == 3) return (bits + 2) / 3;
     static constexpr std::uint64_t powers[] = {0,
                                                10,
                                                100,
@@ -250,7 +257,7 @@ int countDigits(std::uint64_t value, Radix radix) {
 }
 
 template <class Unsigned>
-void writeDecimal(char* end, Unsigned value) {
+inline void writeDecimal(char* end, Unsigned value) {
     for (; value >= 100; value /= 100) {
         end -= 2;
         std::memcpy(end, pairs + value % 100 * 2, 2);
@@ -263,7 +270,7 @@ void writeDecimal(char* end, Unsigned value) {
 }
 
 // Backwards from `end`, as many digits as countDigits says.
-void writeDigits(char* end, std::uint64_t value, Radix radix) {
+inline void writeDigits(char* end, std::uint64_t value, Radix radix) {
     if (radix.bits == 0) {
         // Division of 64 bits is slow, on 32 bits most of all.
         if (value <= UINT32_MAX) return writeDecimal(end, static_cast<std::uint32_t>(value));
@@ -335,45 +342,65 @@ Length renderNumber(Output out, Directive const& d, Field const& field, Number c
     return grouped.size < 0 ? failed : renderDigits(out, d, field, number, &grouped);
 }
 
+// What gives a number another form than that of its digits alone.
+constexpr unsigned formFlags =
+    ZPRINTF_ALTERNATE | ZPRINTF_LEFT | ZPRINTF_ZERO | ZPRINTF_BLANK | ZPRINTF_SIGN | ZPRINTF_GROUP |
+    ZPRINTF_WIDTH | ZPRINTF_WIDTH_ARGUMENT | ZPRINTF_PRECISION | ZPRINTF_PRECISION_ARGUMENT;
+
+// Digits alone, where there is room for them; else `failed`, and nothing is written.
+inline Length tryPlain(Output out, Directive const& d, std::uint64_t value, Radix radix,
+                       bool isNegative) {
+    if (has(d, formFlags)) return failed;
+    int const count = countDigits(value, radix);
+    Length const length = count + (isNegative ? 1 : 0);
+    char* const place = out.take(length);
+    if (place == nullptr) return failed;
+    *place = '-';
+    writeDigits(place + length, value, radix);
+    return length;
+}
+
+Length renderInField(Output out, Directive const& d, Argument const* arguments,
+                     std::uint64_t magnitude, bool isNegative) {
+    Field const field(d, arguments);
+    char const sign = isNegative ? '-' : has(d, ZPRINTF_SIGN) ? '+' : ' ';
+    int const signSize = isNegative || has(d, ZPRINTF_SIGN | ZPRINTF_BLANK) ? 1 : 0;
+    Length const precision = field.precision < 0 ? 1 : field.precision;
+    return renderNumber(out, d, field, {magnitude, decimal, precision, {sign}, signSize, signSize});
+}
+
 template <class Signed>
 Length renderSigned(Output out, Directive const& d, Argument const* arguments, tis_cs const*) {
-    Field const field(d, arguments);
     std::int64_t const value = static_cast<Signed>(arguments[d.value].integer);
-    std::uint64_t const magnitude = static_cast<std::uint64_t>(value);
-    Number number{value < 0 ? 0 - magnitude : magnitude,
-                  decimal,
-                  field.precision < 0 ? 1 : field.precision,
-                  {value < 0              ? '-'
-                   : has(d, ZPRINTF_SIGN) ? '+'
-                                          : ' '},
-                  value < 0 || has(d, ZPRINTF_SIGN | ZPRINTF_BLANK) ? 1 : 0,
-                  0};
-    number.prefixWidth = number.prefixSize;
-    return renderNumber(out, d, field, number);
+    bool const isNegative = value < 0;
+    std::uint64_t const bits = static_cast<std::uint64_t>(value);
+    std::uint64_t const magnitude = isNegative ? 0 - bits : bits;
+    Length const length = tryPlain(out, d, magnitude, decimal, isNegative);
+    return length >= 0 ? length : renderInField(out, d, arguments, magnitude, isNegative);
 }
 
 // 0x stands before a zero too, but is not counted there.
 Length renderMagnitude(Output out, Directive const& d, Field const& field, std::uint64_t value,
                        Length precision) {
-    Number number{value, decimal, precision, {'0', 'x'}, 0, 0};
-    if (has(d, ZPRINTF_OCTAL)) number.radix = octal;
-    if (has(d, ZPRINTF_LOWER_HEXADECIMAL)) number.radix = lowerHexadecimal;
-    if (has(d, ZPRINTF_UPPER_HEXADECIMAL)) {
-        number.radix = upperHexadecimal;
-        number.prefix[1] = 'X';
-    }
-    if (number.radix.bits == 4 && has(d, ZPRINTF_ALTERNATE)) {
-        number.prefixSize = 2;
-        number.prefixWidth = value == 0 ? 0 : 2;
-    }
-    return renderNumber(out, d, field, number);
+    Radix const radix = radixOf(d);
+    bool const hasPrefix = radix.bits == 4 && has(d, ZPRINTF_ALTERNATE);
+    char const letter = has(d, ZPRINTF_UPPER_HEXADECIMAL) ? 'X' : 'x';
+    return renderNumber(out, d, field,
+                        {value,
+                         radix,
+                         precision,
+                         {'0', letter},
+                         hasPrefix ? 2 : 0,
+                         hasPrefix && value != 0 ? 2 : 0});
 }
 
 template <class Unsigned>
 Length renderUnsigned(Output out, Directive const& d, Argument const* arguments, tis_cs const*) {
+    std::uint64_t const value = static_cast<Unsigned>(arguments[d.value].integer);
+    Length const length = tryPlain(out, d, value, radixOf(d), false);
+    if (length >= 0) return length;
     Field const field(d, arguments);
-    return renderMagnitude(out, d, field, static_cast<Unsigned>(arguments[d.value].integer),
-                           field.precision < 0 ? 1 : field.precision);
+    return renderMagnitude(out, d, field, value, field.precision < 0 ? 1 : field.precision);
 }
 
 // Without a precision a null pointer has no digits.
@@ -386,34 +413,50 @@ Length renderPointer(Output out, Directive const& d, Argument const* arguments, 
 
 // ---- floating values ----
 
-// "%" flags ".*" length letter
+// "%" flags "." precision length letter
 struct CFormat {
-    CFormat(Directive const& d, bool isLong) {
+    CFormat(Directive const& d, bool isLong, int precision) {
         char* at = text;
         *at++ = '%';
         if (has(d, ZPRINTF_ALTERNATE)) *at++ = '#';
         if (has(d, ZPRINTF_BLANK)) *at++ = ' ';
         if (has(d, ZPRINTF_SIGN)) *at++ = '+';
         if (has(d, ZPRINTF_GROUP)) *at++ = '\'';
-        *at++ = '.';
-        *at++ = '*';
+        hasFlags = at - text > 1;
+        if (precision >= 0) {
+            *at++ = '.';
+            std::uint64_t const value = static_cast<std::uint64_t>(precision);
+            at += countDigits(value, decimal);
+            writeDigits(at, value, decimal);
+        }
         if (isLong) *at++ = 'L';
         *at++ = (has(d, ZPRINTF_UPPER_FLOATING) ? "EFG" : "efg")[(d.type - ZPRINTF_EXPONENT) % 3];
         *at = '\0';
     }
-    char text[12];
+    char text[24];
+    bool hasFlags;
 };
+
+int printC(char* buf, std::size_t size, CFormat const& format, long double value) {
+    return std::snprintf(buf, size, format.text, value);
+}
+
+// strfromd writes what snprintf does, in less time, but takes no flags.
+int printC(char* buf, std::size_t size, CFormat const& format, double value) {
+    return format.hasFlags ? std::snprintf(buf, size, format.text, value)
+                           : strfromd(buf, size, format.text, value);
+}
 
 // The text that the C library makes of a value: in place, or on the heap when it is longer.
 class CText {
 public:
     template <class Real>
-    CText(char const* format, int precision, Real value)
-        : text_(own_), size_(std::snprintf(own_, sizeof own_, format, precision, value)) {
+    CText(CFormat const& format, Real value)
+        : text_(own_), size_(printC(own_, sizeof own_, format, value)) {
         if (size_ < static_cast<int>(sizeof own_)) return;
         std::size_t const needed = static_cast<std::size_t>(size_) + 1;
         text_ = static_cast<char*>(std::malloc(needed));
-        size_ = text_ == nullptr ? -1 : std::snprintf(text_, needed, format, precision, value);
+        size_ = text_ == nullptr ? -1 : printC(text_, needed, format, value);
     }
     CText(CText const&) = delete;
     CText& operator=(CText const&) = delete;
@@ -459,7 +502,7 @@ Length renderFloating(Output out, Directive const& d, Field const& field, Real v
     constexpr bool isLong = std::is_same_v<Real, long double>;
     constexpr Length most = mostExactDigits<Real>;
     Length const precision = std::clamp<Length>(field.precision, -1, most);  // -1: the C default
-    CText const text(CFormat(d, isLong).text, static_cast<int>(precision), value);
+    CText const text(CFormat(d, isLong, static_cast<int>(precision)), value);
     if (text.size() < 0) return failed;
     bool const isNumber = std::isfinite(value);
     bool const keepsZeros = (d.type - ZPRINTF_EXPONENT) % 3 != 2 || has(d, ZPRINTF_ALTERNATE);
