@@ -74,9 +74,10 @@ public:
         lock.l_whence = SEEK_SET;
         if (fcntl(descriptor_, F_SETLK, &lock) == -1) fail("fcntl()");
         if (reads) return;
-        // Only regular files have a content to be emptied of.
-        if (ftruncate(descriptor_, 0) == -1 && errno != EINVAL) fail(open);
-        unlinks_ = true;
+        // Devices and pipes have no content to be emptied of, and stay whatever comes.
+        bool const emptied = ftruncate(descriptor_, 0) == 0;
+        if (!emptied && errno != EINVAL) fail(open);
+        unlinks_ = emptied;
     }
     LockedFile(LockedFile const&) = delete;
     LockedFile& operator=(LockedFile const&) = delete;
