@@ -53,7 +53,7 @@ struct ZJavaProperties : testing::Test {
 TEST_F(ZJavaProperties, Lines) {
     struct Row {
         std::string text;
-        char const* expected;  // what is written then, without the first line, sorted
+        std::string expected;  // what is written then, without the first line, sorted
         char const* stop = nullptr;
     };
     using std::string_literals::operator""s;
@@ -82,6 +82,7 @@ TEST_F(ZJavaProperties, Lines) {
         {"z", "z = \n", "z"},
         {"a=1\nb=2\nc=3\n", "a = 1\nb = 2\n", "b"},
         {"a=1\nb=\nc=3\n", "a = 1\nb = \n", "b"},
+        {"a=" + std::string(9000, 'v') + "\n", "a = " + std::string(9000, 'v') + "\n"},
     };
     for (Row const& row : rows) {
         Java fresh;

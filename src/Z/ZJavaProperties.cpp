@@ -13,6 +13,7 @@
 
 #include "ZException.h"
 #include "ZList.h"
+#include "ZPropFile.h"
 #include "zraise.h"
 #include "zreport.h"
 #include "ztisutil.h"
@@ -51,10 +52,57 @@ int hexDigit(signed char c) {
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
-// Inside a key or a value such a character belongs to the text, whatever it is.
-bool isPlain(int c) {
-    return c > ' ' && c != '\\' && c != ':' && c != '=';
-}
+// The bytes that mean something inside a key or a value; all others belong to it.
+class Marks {
+public:
+    constexpr explicit Marks(char const* bytes) : marked_() {
+        marked_[0] = true;
+        for (; *bytes != '\0'; ++bytes) marked_[static_cast<unsigned char>(*bytes)] = true;
+    }
+    bool operator[](char c) const { return marked_[static_cast<unsigned char>(c)]; }
+
+private:
+    bool marked_[256];
+};
+constexpr Marks inKeys("\\ \t\v\f:=\n\r");
+constexpr Marks inValues("\\\n\r");
+
+// The bytes of a file that nobody has read from, a block at a time.
+class Bytes {
+public:
+    explicit Bytes(std::FILE* file) : descriptor_(fileno(file)) {}
+
+    // EOF at the end and after an error.
+    int next() { return at_ != end_ || fill() ? static_cast<unsigned char>(*at_++) : EOF; }
+    bool failed() const { return failed_; }
+
+    // Appends what the block holds up to the next mark.
+    void moveRun(ZUTF8String_5_1& text, Marks const& marks) {
+        char* const run = at_;
+        while (at_ != end_ && !marks[*at_]) ++at_;
+        if (at_ == run) return;
+        // The text has no NUL, which the string knows only when it looks for the end itself.
+        char const behind = std::exchange(*at_, '\0');
+        text.append(run);
+        *at_ = behind;
+    }
+
+private:
+    bool fill() {
+        ssize_t const got =
+            z_5_1::retried([&] { return read(descriptor_, block_, sizeof block_ - 1); });
+        failed_ = got == -1;
+        at_ = block_;
+        end_ = block_ + (failed_ ? 0 : got);
+        return at_ != end_;
+    }
+
+    int descriptor_;
+    bool failed_ = false;
+    char* at_ = nullptr;
+    char* end_ = nullptr;
+    char block_[8192];
+};
 
 // A file under its record lock, as a stream. What it made or wrote over goes with it unless
 // close() was reached.
@@ -249,17 +297,13 @@ __attribute__((no_sanitize("undefined"))) int ZJavaProperties_5_1::load(char con
 int ZJavaProperties_5_1::loadProperties(std::FILE* file, char const* path) {
     int state = startLine;
     int previous = 0;
-    int c;
-    while ((c = getc_unlocked(file)) != EOF) {
-        if (state == keyChars || state == valChars) {
-            // A run of what the handlers of both states append.
-            ZUTF8String_5_1& text = state == keyChars ? key_ : value_;
-            for (; isPlain(c); c = getc_unlocked(file)) {
-                text.append(static_cast<char>(c));
-                previous = c;
-            }
-            if (c == EOF) break;
-        }
+    Bytes bytes(file);
+    for (;;) {
+        // Most of a file, without a call for each byte: these states append it and stay.
+        if (state == keyChars) bytes.moveRun(key_, inKeys);
+        if (state == valChars) bytes.moveRun(value_, inValues);
+        int const c = bytes.next();
+        if (c == EOF) break;
         if (isLineEnd(c) && isLineEnd(previous) && c != previous) {
             previous = 0;  // the pair is one line end; another may follow
             continue;
@@ -272,7 +316,7 @@ int ZJavaProperties_5_1::loadProperties(std::FILE* file, char const* path) {
         if (state == finished) return 1;
         if (state > finished) return 0;
     }
-    if (ferror_unlocked(file)) z_5_1::raise(unit, ZUnexpectedEndOfFile_5_1(path));
+    if (bytes.failed()) z_5_1::raise(unit, ZUnexpectedEndOfFile_5_1(path));
     // A last line that has no end counts only for the stop key.
     if (!key_.isEmpty() && isStopKey()) storePair();
     return 1;
