@@ -14,6 +14,7 @@ import subprocess
 import sys
 
 PACKAGES = ["libglib2.0-dev", "libinih-dev", "libsimpleini-dev", "libboost-dev", "libfmt-dev",
+            "qtbase5-dev", "libicu-dev",
             "libbenchmark-dev", "libpoco-dev", "openjdk-17-jdk-headless"]
 KNOWN = {"name", "run_name", "run_type", "family_index", "per_family_instance_index", "repetitions",
          "repetition_index", "threads", "iterations", "real_time", "cpu_time", "time_unit",

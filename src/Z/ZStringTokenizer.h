@@ -55,13 +55,18 @@ public:
     unsigned int skipOther(ZAbstractString_5_1 const& delimiters) const;
 
 private:
-    ZStringTokenizer_5_1(ZAbstractString_5_1 const& source, ZAbstractMutableString_5_1& output,
-                         std::nullptr_t);
+    class Delimiters;
+    class OwnDelimiters;
+
+    Delimiters set(ZAbstractString_5_1 const& delimiters) const;
+    unsigned int bytesTo(char const* end) const;
+    int moveTo(Delimiters const& delimiters);
+    ZAbstractMutableString_5_1* take(Delimiters const& delimiters);
 
     char const* cursor_;
     ZAbstractString_5_1 const* source_;
     ZAbstractMutableString_5_1& output_;
-    std::unique_ptr<ZAbstractMutableString_5_1> delimiters_;
+    std::unique_ptr<OwnDelimiters const> own_;
     unsigned int width_;  // 1: every byte is a character
 };
 
