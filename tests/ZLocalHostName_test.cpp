@@ -54,9 +54,9 @@ TEST(zhex_dump, ToTheByte) {
         {digits, row + "\n"},
         {digits + "\x7F", row + "\n0010   7f" + blanks + "  *\x7F*\n"},
         {digits.substr(0, 8), row.substr(0, 31) + blanks.substr(21) + "  *01234567*\n"}};
-    for (auto const& [data, text] : rows) {
-        EXPECT_EQ(ztest::reported([&] { EXPECT_EQ(dump(nullptr, data, "t"), 0); }),
-                  "\n\tt\n" + text);
+    for (auto const& pair : rows) {
+        EXPECT_EQ(ztest::reported([&] { EXPECT_EQ(dump(nullptr, pair.first, "t"), 0); }),
+                  "\n\tt\n" + pair.second);
     }
     EXPECT_EQ(ztest::reported([] { zhex_dump_5_1(stderr, -1, nullptr, nullptr); }), "\n");
 }
