@@ -1,8 +1,13 @@
-// strings_bench: strings of the local codeset against std::string, and codesets against iconv.
+// strings_bench: strings of the local codeset and codesets, against the peers.
 #include <Z/ZLCString.h>
 #include <glib.h>
 #include <iconv.h>
 #include <tis/tis.h>
+#include <unicode/ucnv.h>
+#include <unicode/unistr.h>
+
+#include <QString>
+#include <QTextCodec>
 
 #include <cstring>
 #include <functional>
@@ -18,42 +23,99 @@ using bench::add;
 using benchmark::DoNotOptimize;
 using benchmark::State;
 
-// ---- strings: the same templates for both classes ----
+// ---- strings: the same templates for all classes ----
+//
+// std::string and GString hold bytes and no codeset. QString and ICU's UnicodeString hold UTF-16:
+// they convert what they are made from. Copies of a QString, and of a long UnicodeString, share a
+// text.
 
-char const* whoIs(ZLCString_5_1 const*) {
-    return "Z";
-}
-char const* whoIs(std::string const*) {
-    return "std";
-}
+// GString with a C++ string's life.
+struct GText {
+    explicit GText(char const* chars = "") : text(g_string_new(chars)) {}
+    GText(GText const& other)
+        : text(g_string_new_len(other.text->str, static_cast<gssize>(other.text->len))) {}
+    GText& operator=(GText const& other) {
+        if (this != &other) {
+            g_string_truncate(text, 0);
+            g_string_append_len(text, other.text->str, static_cast<gssize>(other.text->len));
+        }
+        return *this;
+    }
+    ~GText() { g_string_free(text, TRUE); }
 
-void append(ZLCString_5_1& text, char c) {
-    text.append(c);
-}
-void append(std::string& text, char c) {
-    text.push_back(c);
-}
+    GString* text;
+};
 
-std::size_t find(ZLCString_5_1 const& text, char const* part) {
-    return text.indexOf(part);
-}
-std::size_t find(std::string const& text, char const* part) {
-    return text.find(part);
-}
+// A string class under the name of its column.
+template <class Class>
+struct Text;
 
-std::size_t hash(ZLCString_5_1 const& text) {
-    return text.hash();
-}
-std::size_t hash(std::string const& text) {
-    return std::hash<std::string>()(text);
-}
+template <>
+struct Text<ZLCString_5_1> {
+    static constexpr char const* who = "Z";
+    static ZLCString_5_1 make(char const* chars) { return ZLCString_5_1(chars); }
+    static void append(ZLCString_5_1& text, char c) { text.append(c); }
+    static std::size_t find(ZLCString_5_1 const& text, ZLCString_5_1 const& part) {
+        return text.indexOf(part.getChars());
+    }
+    static std::size_t hash(ZLCString_5_1 const& text) { return text.hash(); }
+    static bool equal(ZLCString_5_1 const& a, ZLCString_5_1 const& b) { return a == b; }
+};
 
-bool equal(ZLCString_5_1 const& a, ZLCString_5_1 const& b) {
-    return a == b;
-}
-bool equal(std::string const& a, std::string const& b) {
-    return a == b;
-}
+template <>
+struct Text<std::string> {
+    static constexpr char const* who = "std";
+    static std::string make(char const* chars) { return std::string(chars); }
+    static void append(std::string& text, char c) { text.push_back(c); }
+    static std::size_t find(std::string const& text, std::string const& part) {
+        return text.find(part);
+    }
+    // Another function, which reads eight bytes at a time.
+    static std::size_t hash(std::string const& text) { return std::hash<std::string>()(text); }
+    static bool equal(std::string const& a, std::string const& b) { return a == b; }
+};
+
+template <>
+struct Text<QString> {
+    static constexpr char const* who = "QString";
+    static QString make(char const* chars) { return QString::fromUtf8(chars); }
+    static void append(QString& text, char c) { text.append(QLatin1Char(c)); }
+    static std::size_t find(QString const& text, QString const& part) {
+        return static_cast<std::size_t>(text.indexOf(part));
+    }
+    static std::size_t hash(QString const& text) { return qHash(text); }
+    static bool equal(QString const& a, QString const& b) { return a == b; }
+};
+
+template <>
+struct Text<icu::UnicodeString> {
+    static constexpr char const* who = "ICU";
+    static icu::UnicodeString make(char const* chars) {
+        return icu::UnicodeString::fromUTF8(chars);
+    }
+    static void append(icu::UnicodeString& text, char c) { text.append(static_cast<UChar>(c)); }
+    static std::size_t find(icu::UnicodeString const& text, icu::UnicodeString const& part) {
+        return static_cast<std::size_t>(text.indexOf(part));
+    }
+    // Of a text longer than 32 units, 32 alone are read.
+    static std::size_t hash(icu::UnicodeString const& text) {
+        return static_cast<std::size_t>(text.hashCode());
+    }
+    static bool equal(icu::UnicodeString const& a, icu::UnicodeString const& b) { return a == b; }
+};
+
+template <>
+struct Text<GText> {
+    static constexpr char const* who = "GString";
+    static GText make(char const* chars) { return GText(chars); }
+    static void append(GText& text, char c) { g_string_append_c(text.text, c); }
+    static std::size_t find(GText const& text, GText const& part) {
+        return static_cast<std::size_t>(std::strstr(text.text->str, part.text->str) -
+                                        text.text->str);
+    }
+    static std::size_t hash(GText const& text) { return g_string_hash(text.text); }
+    static bool equal(GText const& a, GText const& b) { return g_string_equal(a.text, b.text); }
+};
 
 std::string sampleText(std::size_t length) {
     std::string text;
@@ -64,7 +126,8 @@ std::string sampleText(std::size_t length) {
 
 template <class String>
 void addStrings() {
-    char const* who = whoIs(static_cast<String*>(nullptr));
+    using Of = Text<String>;
+    char const* who = Of::who;
     for (std::size_t length : {12, 20, 60, 200}) {
         std::string text = sampleText(length);
         std::string size = std::to_string(length);
@@ -73,12 +136,12 @@ void addStrings() {
             char const* chars = text.c_str();
             for (auto _ : state) {
                 DoNotOptimize(chars);
-                String made(chars);
+                String made(Of::make(chars));
                 DoNotOptimize(made);
             }
         });
         add("string/copy", who, size, [text](State& state) {
-            String source(text.c_str());
+            String source(Of::make(text.c_str()));
             for (auto _ : state) {
                 DoNotOptimize(source);
                 String copy(source);
@@ -87,7 +150,7 @@ void addStrings() {
         });
         // Into a string that has had as long a text before.
         add("string/assign", who, size, [text](State& state) {
-            String source(text.c_str());
+            String source(Of::make(text.c_str()));
             String target(source);
             for (auto _ : state) {
                 DoNotOptimize(source);
@@ -95,20 +158,20 @@ void addStrings() {
                 DoNotOptimize(target);
             }
         });
-        // std::hash is another function (it reads eight bytes at a time); both see every byte.
+        // Each class by its own function.
         add("string/hash", who, size, [text](State& state) {
-            String source(text.c_str());
+            String source(Of::make(text.c_str()));
             for (auto _ : state) {
                 DoNotOptimize(source);
-                DoNotOptimize(hash(source));
+                DoNotOptimize(Of::hash(source));
             }
         });
         add("string/equal", who, size, [text](State& state) {
-            String left(text.c_str());
-            String right(text.c_str());
+            String left(Of::make(text.c_str()));
+            String right(Of::make(text.c_str()));
             for (auto _ : state) {
                 DoNotOptimize(left);
-                DoNotOptimize(equal(left, right));
+                DoNotOptimize(Of::equal(left, right));
             }
         });
     }
@@ -118,18 +181,18 @@ void addStrings() {
         add("string/append_chars", who, size, [length](State& state) {
             for (auto _ : state) {
                 String text;
-                for (std::size_t i = 0; i < length; ++i) append(text, 'x');
+                for (std::size_t i = 0; i < length; ++i) Of::append(text, 'x');
                 DoNotOptimize(text);
             }
         });
         // A word that stands at the very end.
         add("string/find", who, size, [length](State& state) {
-            String text((sampleText(length - 4) + "goal").c_str());
-            char const* part = "goal";
+            String text(Of::make((sampleText(length - 4) + "goal").c_str()));
+            String part(Of::make("goal"));
             for (auto _ : state) {
                 DoNotOptimize(text);
                 DoNotOptimize(part);
-                DoNotOptimize(find(text, part));
+                DoNotOptimize(Of::find(text, part));
             }
         });
     }
@@ -222,6 +285,35 @@ void addConversion(std::string const& work, std::string const& size, char const*
             benchmark::ClobberMemory();
         }
     });
+    // Through a QString, and without an error for what cannot be converted.
+    add(work, "Qt", size, [=](State& state) {
+        QTextCodec* codec = QTextCodec::codecForName(codeset);
+        int length = static_cast<int>(source.size());
+        for (auto _ : state) {
+            QByteArray target = back ? codec->fromUnicode(QString::fromUtf8(source.data(), length))
+                                     : codec->toUnicode(source.data(), length).toUtf8();
+            DoNotOptimize(target.data());
+        }
+    });
+    // Over UTF-16 in pieces.
+    add(work, "ICU", size, [=](State& state) {
+        UErrorCode status = U_ZERO_ERROR;
+        UConverter* converter = ucnv_open(codeset, &status);
+        ucnv_setFromUCallBack(converter, UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr,
+                              &status);
+        ucnv_setToUCallBack(converter, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+        std::string target(3 * source.size() + 16, '\0');
+        int room = static_cast<int>(target.size()), length = static_cast<int>(source.size());
+        for (auto _ : state) {
+            DoNotOptimize(back ? ucnv_fromAlgorithmic(converter, UCNV_UTF8, target.data(), room,
+                                                      source.data(), length, &status)
+                               : ucnv_toAlgorithmic(UCNV_UTF8, converter, target.data(), room,
+                                                    source.data(), length, &status));
+            benchmark::ClobberMemory();
+        }
+        if (U_FAILURE(status)) state.SkipWithError(u_errorName(status));
+        ucnv_close(converter);
+    });
 }
 
 void addConversions() {
@@ -252,10 +344,16 @@ void addConversions() {
 
 }  // namespace
 
+void addTexts();  // text_bench.cpp
+
 int main(int argc, char** argv) {
     bench::prepare();
     addStrings<ZLCString_5_1>();
     addStrings<std::string>();
+    addStrings<QString>();
+    addStrings<icu::UnicodeString>();
+    addStrings<GText>();
+    addTexts();
     addConversions();
     return bench::run(argc, argv);
 }

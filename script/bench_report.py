@@ -13,8 +13,9 @@ import re
 import subprocess
 import sys
 
-PACKAGES = ["libglib2.0-dev", "libinih-dev", "libsimpleini-dev", "libboost-dev", "zlib1g-dev",
-            "libbenchmark-dev"]
+PACKAGES = ["libglib2.0-dev", "libinih-dev", "libsimpleini-dev", "libboost-dev", "libfmt-dev",
+            "qtbase5-dev", "libicu-dev",
+            "libbenchmark-dev", "libpoco-dev", "openjdk-17-jdk-headless"]
 KNOWN = {"name", "run_name", "run_type", "family_index", "per_family_instance_index", "repetitions",
          "repetition_index", "threads", "iterations", "real_time", "cpu_time", "time_unit",
          "aggregate_name", "aggregate_unit", "label", "error_occurred", "error_message"}

@@ -51,6 +51,9 @@ TEST(ZStringIterator, LocalTextFollowsTheLocale) {
     ZLCString_5_1 out;
     ZStringIterator_5_1 owned(text, out), viewed(view, out);
     expectWalks(owned, out, characters), expectWalks(viewed, out, characters);
+    text.append("\0b", 2), walk(owned);
+    EXPECT_EQ(owned.getNext()->getLength(), MB_CUR_MAX == 1 ? 1u : 0u);
+    EXPECT_STREQ(*owned.getNext(), MB_CUR_MAX == 1 ? "b" : "");
 }
 
 TEST(ZStringIterator, CopiesShareAndGoOn) {

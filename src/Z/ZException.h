@@ -317,7 +317,7 @@ public:
 };
 
 // Code 43: a file cannot be read, locked or written; api() names the call ("fopen(r)", "fcntl()",
-// "mapFile()", "access()", "fopen(r+)", "fopen(w)"), excerrno() is its errno.
+// "mapFile()", "access()", "fopen(r+)", "fopen(w)", "fopen(wt)"), excerrno() is its errno.
 class Z_API ZPropertiesIOException_5_1 : public ZPropertiesException_5_1 {
 public:
     ZPropertiesIOException_5_1(char const* file, char const* api, int err)

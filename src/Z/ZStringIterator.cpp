@@ -8,6 +8,7 @@
 #include "ZException.h"
 #include "zraise.h"
 #include "ztisutil.h"
+#include "zutf8.h"
 
 namespace {
 constexpr char const* unit = "src/Z/ZStringIterator";
@@ -42,19 +43,28 @@ int ZStringIterator_5_1::hasMore() {
     return cursor_ != nullptr && *cursor_ != '\0';
 }
 
+// In every codeset a byte below 0x80 that begins a character is all of it.
 ZAbstractMutableString_5_1* ZStringIterator_5_1::getNext() {
     if (cursor_ == nullptr) return nullptr;
     output_.clear();
-    if (*cursor_ == '\0') return &output_;
-    int bytes = 1;
-    if (width_ != 1) {
-        std::ptrdiff_t const left = source_->getChars() + source_->getLength() - cursor_;
-        bytes = zmblen_5_1(source_->getCodesetHandle(), cursor_,
-                           left > INT_MAX ? INT_MAX : static_cast<int>(left));
+    auto const byte = static_cast<unsigned char>(*cursor_);
+    if (byte != 0 && (byte < 0x80 || width_ == 1)) {
+        output_.append(*cursor_++);
+        return &output_;
+    }
+    std::ptrdiff_t const left = source_->getChars() + source_->getLength() - cursor_;
+    int bytes = 0;
+    if (byte == 0) {
+        if (width_ == 1 && left > 0) bytes = 1;  // inside the text
+    } else {
+        if (width_ == 0) bytes = z_5_1::plainUTF8Length(cursor_);
+        if (bytes == 0) {
+            bytes = zmblen_5_1(source_->getCodesetHandle(), cursor_,
+                               left > INT_MAX ? INT_MAX : static_cast<int>(left));
+        }
         if (bytes <= 0) z_5_1::raise(unit, ZTISMBLenException_5_1());
     }
-    output_.append(cursor_, static_cast<unsigned int>(bytes));
-    cursor_ += bytes;
+    for (; bytes > 0; --bytes) output_.append(*cursor_++);
     return &output_;
 }
 

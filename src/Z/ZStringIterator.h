@@ -26,8 +26,9 @@ public:
     // 0 at the first NUL of the text.
     int hasMore() override;
 
-    // The output, holding the next character, or nothing at the end. Throws
-    // ZTISMBLenException_5_1 (code 46) at a byte that begins no character.
+    // The output, holding the next character, or nothing at the end. A NUL inside the text is a
+    // character where every byte is one, elsewhere it is the end. Throws ZTISMBLenException_5_1
+    // (code 46) at a byte that begins no character.
     ZAbstractMutableString_5_1* getNext() override;
 
     void reset() override;

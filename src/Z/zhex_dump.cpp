@@ -1,0 +1,85 @@
+// zhex_dump: memory in hexadecimal, for diagnostics.
+// Subsystem: platform, layer 3. Test: tests/ZLocalHostName_test.cpp
+#include "zhex_dump.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "ZLock.h"
+#include "zreport.h"
+
+namespace {
+
+constexpr char const* unit = "src/Z/zhex_dump";
+constexpr int rowBytes = 16;
+
+pthread_once_t once = PTHREAD_ONCE_INIT;
+ZLock_5_1* dumpLock = nullptr;  // stays null when it cannot be made
+
+void makeLock() {
+    z_5_1::quietly(unit, [] { dumpLock = new ZLock_5_1; });
+}
+
+// Holds the lock, where there is one, until it is released or the thread is cancelled.
+class Hold {
+public:
+    explicit Hold(ZLock_5_1* lock) {
+        if (lock == nullptr) return;
+        z_5_1::quietly(unit, [&] {
+            lock->lock();
+            held_ = lock;
+        });
+    }
+    Hold(Hold const&) = delete;
+    Hold& operator=(Hold const&) = delete;
+    ~Hold() { release(); }
+
+    int release() {
+        int rc = -1;
+        if (ZLock_5_1* const lock = held_) {
+            held_ = nullptr;
+            z_5_1::quietly(unit, [&] { rc = lock->unlock(); });
+        }
+        return rc;
+    }
+
+private:
+    ZLock_5_1* held_ = nullptr;
+};
+
+// 1 to 16 bytes; a row that is not full has blanks up to its characters.
+void writeRow(FILE* stream, int offset, unsigned char const* data, int count) {
+    char characters[rowBytes + 1] = {};
+    std::fprintf(stream, "\n%4.4x ", static_cast<unsigned int>(offset));
+    for (int i = 0; i < rowBytes; ++i) {
+        if (i % 8 == 0) std::fputc(' ', stream);
+        if (i < count) {
+            std::fprintf(stream, " %02x", data[i]);
+            characters[i] = data[i] >= 32 && data[i] <= 253 ? static_cast<char>(data[i]) : '.';
+        } else {
+            std::fputs("   ", stream);
+        }
+    }
+    std::fprintf(stream, "  *%s*", characters);
+}
+
+}  // namespace
+
+extern "C" int zhex_dump_5_1(FILE* stream, int length, unsigned char const* data,
+                             char const* title) {
+    if (stream == nullptr) stream = stderr;
+    if (data == nullptr) length = 0;
+    pthread_once(&once, makeLock);
+    Hold hold(dumpLock);
+    if (title != nullptr) std::fprintf(stream, "\n\t%s\n", title);
+    for (int at = 0; at < length;) {
+        int const count = std::min(rowBytes, length - at);
+        writeRow(stream, at, data + at, count);
+        if (length - at <= rowBytes) break;
+        at += rowBytes;
+    }
+    std::fputc('\n', stream);
+    return hold.release();
+}
