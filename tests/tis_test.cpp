@@ -238,6 +238,29 @@ TEST(tisConversion, ChecksUtf8AtEveryPlace) {
     }
 }
 
+// By vectors, byte by byte where the room is too small for them, and with a fault somewhere.
+TEST(tisConversion, ConvertsLatin1AsALoopDoes) {
+    std::mt19937 random(11);
+    auto const pick = [&](unsigned n) { return static_cast<unsigned>(random()) % n; };
+    Handle const latin1("ISO-8859-1"), utf8("UTF8");
+    Iconv encode("ISO-8859-1", "UTF-8"), check("UTF-8", "UTF-8");
+    for (unsigned i = 1; i < 8000; ++i) {
+        unsigned const share = pick(5);
+        Text local, text;
+        for (unsigned n = i % 80 + 1; n > 0; --n) {
+            unsigned const c = pick(4) < share ? 0x80 + pick(128) : pick(128);
+            local += static_cast<char>(c);
+            if (c >= 0x80) text += static_cast<char>(0xC0 | c >> 6);
+            text += static_cast<char>(c < 0x80 ? c : 0x80 | (c & 0x3F));
+        }
+        ASSERT_EQ(text, converted(tis_to_utf8, latin1, local, i % 2 == 0 ? &text : nullptr));
+        ASSERT_EQ(local, converted(tis_from_utf8, latin1, text, i % 2 == 0 ? &local : nullptr));
+        text[pick(static_cast<unsigned>(text.size()))] = static_cast<char>(pick(256));
+        ASSERT_EQ(encode(text), converted(tis_from_utf8, latin1, text));
+        ASSERT_EQ(check(text), converted(tis_from_utf8, utf8, text));
+    }
+}
+
 TEST(tisCharacters, HaveLengthsAndUnits) {
     struct {
         char const* codeset;

@@ -17,9 +17,12 @@ int convert(Conversion conversion, tis_cs const* cs, char const* src, int srcLen
     if (dstLen <= 0) return -1;
     Byte const* const from = reinterpret_cast<Byte const*>(src);
     Byte* const to = reinterpret_cast<Byte*>(dst);
-    tis::Target target = {to, to + dstLen};
-    bool const done = conversion(tis::codesetOf(cs), {from, from + srcLen}, target);
-    return done ? static_cast<int>(target.at - to) : -1;
+    tis::Codeset const& codeset = tis::codesetOf(cs);
+    if (codeset.kind == tis::Kind::utf8) {
+        return srcLen <= dstLen && tis::copyUtf8({from, from + srcLen}, to) ? srcLen : -1;
+    }
+    Byte const* const end = conversion(codeset, {from, from + srcLen}, {to, to + dstLen});
+    return end == nullptr ? -1 : static_cast<int>(end - to);
 }
 
 // As tis_mblen; the code point of the terminator is 0.

@@ -146,16 +146,14 @@ int encode(Codeset const& cs, CodePoint cp, Byte* out) {
     return out[0] != 0 ? 1 : -1;
 }
 
-bool toUtf8(Codeset const& cs, Source from, Target& to) {
-    if (cs.kind == Kind::utf8) return copyUtf8(from, to);
-    if (cs.composing) return decodeByConverter(cs, from, to, Extent::all);
+Byte* toUtf8(Codeset const& cs, Source from, Target to) {
+    if (cs.composing) return decodeByConverter(cs, from, to, Extent::all) ? to.at : nullptr;
     return cs.kind == Kind::singleByte ? singleByteToUtf8(cs, from, to)
                                        : multibyteToUtf8(cs, from, to);
 }
 
-bool fromUtf8(Codeset const& cs, Source from, Target& to) {
-    if (cs.kind == Kind::utf8) return copyUtf8(from, to);
-    if (cs.composing) return encodeByConverter(cs, from, to, Extent::all);
+Byte* fromUtf8(Codeset const& cs, Source from, Target to) {
+    if (cs.composing) return encodeByConverter(cs, from, to, Extent::all) ? to.at : nullptr;
     return cs.kind == Kind::singleByte ? singleByteFromUtf8(cs, from, to)
                                        : multibyteFromUtf8(cs, from, to);
 }

@@ -84,6 +84,7 @@ struct Codeset {
     Kind kind;
     bool asciiIdentity = true;
     bool composing = false;
+    bool latin1 = false;  // each byte is the code point of its value
     char name[maxName + 1] = {};
     Cell first[256] = {};
     // Of single-byte codesets that do not compose:
@@ -125,9 +126,10 @@ inline unsigned unitAt(Codeset const& cs, Byte const* p, std::size_t left, CodeP
 // Writes the character's bytes to `out` (8 bytes of room) and returns their number, or -1.
 int encode(Codeset const& cs, CodePoint cp, Byte* out);
 
-// Conversions of whole texts; false when they cannot be done completely.
-bool toUtf8(Codeset const& cs, Source from, Target& to);
-bool fromUtf8(Codeset const& cs, Source from, Target& to);
+// Conversions of whole texts, not for Kind::utf8; the end of what is written, or null when they
+// cannot be done completely.
+Byte* toUtf8(Codeset const& cs, Source from, Target to);
+Byte* fromUtf8(Codeset const& cs, Source from, Target to);
 
 }  // namespace tis
 

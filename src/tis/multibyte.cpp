@@ -151,65 +151,59 @@ int encodeMultibyte(Codeset const& cs, CodePoint cp, Byte* out) {
     return encodeAlone(threadEncoder(cs), cp, out);
 }
 
-bool multibyteToUtf8(Codeset const& cs, Source from, Target& to) {
-    Target out = to;
+Byte* multibyteToUtf8(Codeset const& cs, Source from, Target to) {
     PairTable const* pairs = nullptr;
     while (from.at != from.end) {
-        if (cs.asciiIdentity && *from.at < 0x80 && out.at != out.end) {
-            copyAscii(from, out);
+        if (cs.asciiIdentity && *from.at < 0x80 && to.at != to.end) {
+            copyAscii(from, to);
             continue;
         }
         int length = 1;
         Cell cell = cs.first[*from.at];
         if (cell == cellLead) {
-            if (from.left() < 2) return false;
+            if (from.left() < 2) return nullptr;
             if (pairs == nullptr) pairs = pairsOf(cs);
             if (pairs == nullptr || pairs->composing) {
-                bool const done = handOver(decodeByConverter, cs, from, out, Extent::all);
-                to = out;
-                return done;
+                bool const done = handOver(decodeByConverter, cs, from, to, Extent::all);
+                return done ? to.at : nullptr;
             }
             length = 2;
             cell = pairs->cells[from.at[0] << 8 | from.at[1]];
         }
         if (isCharacter(cell) || *from.at == 0) {
-            if (!putUtf8(out, cell)) return false;
+            if (!putUtf8(to, cell)) return nullptr;
             from.at += length;
-        } else if (cell == cellNone || !handOver(decodeByConverter, cs, from, out, Extent::block)) {
-            return false;
+        } else if (cell == cellNone || !handOver(decodeByConverter, cs, from, to, Extent::block)) {
+            return nullptr;
         }
     }
-    to = out;
-    return true;
+    return to.at;
 }
 
-bool multibyteFromUtf8(Codeset const& cs, Source from, Target& to) {
-    Target out = to;
+Byte* multibyteFromUtf8(Codeset const& cs, Source from, Target to) {
     std::uint16_t const* codes = nullptr;
     while (from.at != from.end) {
-        if (cs.asciiIdentity && *from.at < 0x80 && out.at != out.end) {
-            copyAscii(from, out);
+        if (cs.asciiIdentity && *from.at < 0x80 && to.at != to.end) {
+            copyAscii(from, to);
             continue;
         }
         if (codes == nullptr) codes = codesOf(cs);
         if (codes == nullptr) {
-            bool const done = handOver(encodeByConverter, cs, from, out, Extent::all);
-            to = out;
-            return done;
+            bool const done = handOver(encodeByConverter, cs, from, to, Extent::all);
+            return done ? to.at : nullptr;
         }
         CodePoint cp;
         int const length = decodeUtf8(from.at, from.left(), cp);
-        if (length < 0) return false;
+        if (length < 0) return nullptr;
         std::uint16_t const code = cp < cellCount ? codes[cp] : std::uint16_t{0};
         if (code != 0 || cp == 0) {
-            if (!putCode(out, code)) return false;
+            if (!putCode(to, code)) return nullptr;
             from.at += length;
-        } else if (!handOver(encodeByConverter, cs, from, out, Extent::block)) {
-            return false;
+        } else if (!handOver(encodeByConverter, cs, from, to, Extent::block)) {
+            return nullptr;
         }
     }
-    to = out;
-    return true;
+    return to.at;
 }
 
 }  // namespace tis

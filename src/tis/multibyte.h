@@ -12,8 +12,9 @@ int decodeLong(Codeset const& cs, Byte const* p, std::size_t left, CodePoint& cp
 
 int encodeMultibyte(Codeset const& cs, CodePoint cp, Byte* out);
 
-bool multibyteToUtf8(Codeset const& cs, Source from, Target& to);
-bool multibyteFromUtf8(Codeset const& cs, Source from, Target& to);
+// The end of what is written, or null when the text cannot be converted completely.
+Byte* multibyteToUtf8(Codeset const& cs, Source from, Target to);
+Byte* multibyteFromUtf8(Codeset const& cs, Source from, Target to);
 
 }  // namespace tis
 

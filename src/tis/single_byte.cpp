@@ -4,6 +4,9 @@
 
 #include <cstdlib>
 
+#include "latin1.h"
+#include "vector.h"
+
 namespace tis {
 
 namespace {
@@ -64,6 +67,10 @@ inline bool convertOne(Codeset const& cs, Source& from, Target& to) {
     return true;
 }
 
+bool hasVectorForm(Codeset const& cs, Source text) {
+    return cs.latin1 && text.left() >= vectorWidth && haveVectors();
+}
+
 Page* pageFor(Codeset& cs, CodePoint cp) {
     Page const*& slot = cs.pages[cp >> 8];
     if (slot == &emptyPage) {
@@ -81,8 +88,10 @@ Page const asciiPage = makeAsciiPage();
 
 bool fillSingleByteTables(Codeset& cs) {
     for (Page const*& page : cs.pages) page = &emptyPage;
+    cs.latin1 = true;
     for (unsigned b = 0; b < 256; ++b) {
         Cell const cell = cs.first[b];
+        cs.latin1 = cs.latin1 && cell == b;
         cs.packed[b] = noForm;
         if (b != 0 && !isCharacter(cell)) continue;
         Packed form = 0;
@@ -103,52 +112,50 @@ void dropSingleByteTables(Codeset& cs) {
     }
 }
 
-bool singleByteToUtf8(Codeset const& cs, Source from, Target& to) {
+Byte* singleByteToUtf8(Codeset const& cs, Source from, Target to) {
     constexpr std::size_t step = sizeof(Word);
     constexpr std::size_t mostWritten = 3 * step + 1;
-    Target out = to;  // of our own: what is written through `to` might be `to`
-    while (from.left() >= step && out.left() >= mostWritten) {
+    if (hasVectorForm(cs, from)) return latin1ToUtf8(from, to);
+    while (from.left() >= step && to.left() >= mostWritten) {
         Word const word = loadWord(from.at);
         if (cs.asciiIdentity && (word & highBits) == 0) {
-            std::memcpy(out.at, &word, step);
-            out.at += step;
-        } else if (!appendWord(cs, word, out.at)) {
-            return false;
+            std::memcpy(to.at, &word, step);
+            to.at += step;
+        } else if (!appendWord(cs, word, to.at)) {
+            return nullptr;
         }
         from.at += step;
     }
-    for (; from.at != from.end && out.left() >= sizeof(Packed); ++from.at) {
+    for (; from.at != from.end && to.left() >= sizeof(Packed); ++from.at) {
         Packed const form = cs.packed[*from.at];
-        if (form == noForm) return false;
-        append(form, out.at);
+        if (form == noForm) return nullptr;
+        append(form, to.at);
     }
     for (; from.at != from.end; ++from.at) {
-        if (!appendExactly(cs.packed[*from.at], out)) return false;
+        if (!appendExactly(cs.packed[*from.at], to)) return nullptr;
     }
-    to = out;
-    return true;
+    return to.at;
 }
 
-bool singleByteFromUtf8(Codeset const& cs, Source from, Target& to) {
+Byte* singleByteFromUtf8(Codeset const& cs, Source from, Target to) {
     constexpr std::size_t step = sizeof(Word);
-    Target out = to;
-    while (cs.asciiIdentity && from.left() >= step && out.left() >= step) {
+    if (hasVectorForm(cs, from)) return latin1FromUtf8(from, to);
+    while (cs.asciiIdentity && from.left() >= step && to.left() >= step) {
         Word const word = loadWord(from.at);
         Word const high = word & highBits;
         if (high == 0) {
-            copyAscii(from, out);
+            copyAscii(from, to);
             continue;
         }
-        std::memcpy(out.at, &word, step);
+        std::memcpy(to.at, &word, step);
         from.at += __builtin_ctzll(high) / 8;
-        out.at += __builtin_ctzll(high) / 8;
-        if (!convertOne(cs, from, out)) return false;
+        to.at += __builtin_ctzll(high) / 8;
+        if (!convertOne(cs, from, to)) return nullptr;
     }
     while (from.at != from.end) {
-        if (!convertOne(cs, from, out)) return false;
+        if (!convertOne(cs, from, to)) return nullptr;
     }
-    to = out;
-    return true;
+    return to.at;
 }
 
 }  // namespace tis

@@ -12,8 +12,9 @@ bool fillSingleByteTables(Codeset& cs);
 // Frees what fillSingleByteTables made, for a codeset that is not published.
 void dropSingleByteTables(Codeset& cs);
 
-bool singleByteToUtf8(Codeset const& cs, Source from, Target& to);
-bool singleByteFromUtf8(Codeset const& cs, Source from, Target& to);
+// The end of what is written, or null when the text cannot be converted completely.
+Byte* singleByteToUtf8(Codeset const& cs, Source from, Target to);
+Byte* singleByteFromUtf8(Codeset const& cs, Source from, Target to);
 
 // The byte of a code point; 0 when there is none, and for U+0000.
 inline Byte singleByteOf(Codeset const& cs, CodePoint cp) {

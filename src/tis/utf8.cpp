@@ -2,37 +2,35 @@
 // Subsystem: tis, layer 0. Test: tests/tis_test.cpp
 #include "utf8.h"
 
+#include "vector.h"
+
 namespace tis {
 
 namespace {
 
-constexpr std::size_t worthVectors = 16;
-
-bool isValidUtf8ByCharacter(Byte const* p, Byte const* end) {
-    while (p != end) {
+bool isValidUtf8(Source text) {
+    while (text.at != text.end) {
         CodePoint cp;
-        int const length = decodeUtf8(p, static_cast<std::size_t>(end - p), cp);
+        int const length = decodeUtf8(text.at, text.left(), cp);
         if (length < 0) return false;
-        p += length;
+        text.at += length;
     }
+    return true;
+}
+
+bool copyByCharacter(Source from, Byte* to) {
+    Target out = {to, to + from.left()};
+    copyAscii(from, out);
+    if (!isValidUtf8(from)) return false;
+    if (from.at != from.end) std::memcpy(out.at, from.at, from.left());
     return true;
 }
 
 }  // namespace
 
-bool isValidUtf8(Byte const* p, std::size_t count) {
-    if (count >= worthVectors && haveVectorCheck()) return isValidUtf8ByVector(p, count);
-    return isValidUtf8ByCharacter(p, p + count);
-}
-
-bool copyUtf8(Source from, Target& to) {
-    if (to.left() < from.left()) return false;
-    Target out = to;
-    copyAscii(from, out);
-    if (!isValidUtf8(from.at, from.left())) return false;
-    if (from.at != from.end) std::memcpy(out.at, from.at, from.left());
-    to.at = out.at + from.left();
-    return true;
+bool copyUtf8(Source from, Byte* to) {
+    bool const byVector = from.left() >= vectorWidth && haveVectors();
+    return byVector ? copyUtf8ByVector(from, to) : copyByCharacter(from, to);
 }
 
 }  // namespace tis

@@ -121,13 +121,10 @@ inline void copyAscii(Source& from, Target& to) {
     while (from.at != from.end && to.at != to.end && *from.at < 0x80) *to.at++ = *from.at++;
 }
 
-// Strict, as decodeUtf8. The form by vectors needs what haveVectorCheck() tells.
-bool isValidUtf8(Byte const* p, std::size_t count);
-bool haveVectorCheck();
-bool isValidUtf8ByVector(Byte const* p, std::size_t count);
-
-// Checks and copies; false when the source is invalid or the room too small.
-bool copyUtf8(Source from, Target& to);
+// Checks, as strictly as decodeUtf8, and copies to where there is room; false for invalid text. The
+// form by vectors (vector.h) needs a text of at least one vector's width.
+bool copyUtf8(Source from, Byte* to);
+bool copyUtf8ByVector(Source from, Byte* to);
 
 }  // namespace tis
 

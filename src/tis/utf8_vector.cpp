@@ -1,4 +1,4 @@
-// utf8_vector: checks UTF-8 sixteen bytes at a time.
+// utf8_vector: checks and copies UTF-8 sixteen bytes at a time.
 // Subsystem: tis, layer 0. Test: tests/tis_test.cpp
 //
 // Every error of UTF-8 but one shows in a byte and the high half of the next. Three tables of 16
@@ -7,19 +7,18 @@
 // continuations" is no error where a lead of three or four bytes stands two or three bytes before,
 // and is one of its own where such a lead lacks them: the remaining rule.
 // (Keiser and Lemire, "Validating UTF-8 in less than one instruction per byte".)
-#include "utf8.h"
+//
+// The last block is read and written together with bytes before it, which are then shifted out of
+// the check.
+#include "vector.h"
 
-#if defined(__x86_64__) || defined(__i386__)
-
-#include <tmmintrin.h>
-
-#define TIS_VECTOR __attribute__((target("ssse3")))
+#ifdef TIS_VECTORS
 
 namespace tis {
 
 namespace {
 
-constexpr std::size_t width = 16;
+constexpr std::size_t width = vectorWidth;
 
 enum Error : unsigned {
     tooShort = 1 << 0,      // a lead, then no continuation
@@ -55,10 +54,6 @@ alignas(width) constexpr Byte complete[width] = {
     255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 0xEF, 0xDF, 0xBF};
 // clang-format on
 
-TIS_VECTOR inline __m128i load(Byte const* p) {
-    return _mm_loadu_si128(reinterpret_cast<__m128i const*>(p));
-}
-
 TIS_VECTOR inline __m128i lookUp(Byte const* table, __m128i halves) {
     return _mm_shuffle_epi8(_mm_load_si128(reinterpret_cast<__m128i const*>(table)), halves);
 }
@@ -66,7 +61,7 @@ TIS_VECTOR inline __m128i lookUp(Byte const* table, __m128i halves) {
 class Checker {
 public:
     TIS_VECTOR void add(__m128i block) {
-        if (_mm_movemask_epi8(block) == 0) {
+        if (highBitsOf(block) == 0) {
             errors_ = _mm_or_si128(errors_, open_);
             open_ = _mm_setzero_si128();
         } else {
@@ -77,13 +72,13 @@ public:
     }
 
     TIS_VECTOR bool isValid() const {
-        __m128i const none = _mm_cmpeq_epi8(errors_, _mm_setzero_si128());
-        return _mm_movemask_epi8(none) == 0xFFFF;
+        __m128i const found = _mm_or_si128(errors_, open_);
+        return highBitsOf(_mm_cmpeq_epi8(found, _mm_setzero_si128())) == 0xFFFF;
     }
 
 private:
     TIS_VECTOR __m128i errorsOf(__m128i block) const {
-        __m128i const low = _mm_set1_epi8(0x0F);
+        __m128i const low = all(0x0F);
         __m128i const one = _mm_alignr_epi8(block, before_, 15);  // the byte before each byte
         __m128i const two = _mm_alignr_epi8(block, before_, 14);
         __m128i const three = _mm_alignr_epi8(block, before_, 13);
@@ -91,10 +86,9 @@ private:
             _mm_and_si128(lookUp(firstHigh, _mm_and_si128(_mm_srli_epi16(one, 4), low)),
                           lookUp(firstLow, _mm_and_si128(one, low))),
             lookUp(secondHigh, _mm_and_si128(_mm_srli_epi16(block, 4), low)));
-        __m128i const third = _mm_subs_epu8(two, _mm_set1_epi8(0xE0 - 0x80));
-        __m128i const fourth = _mm_subs_epu8(three, _mm_set1_epi8(0xF0 - 0x80));
-        __m128i const wanted =
-            _mm_and_si128(_mm_or_si128(third, fourth), _mm_set1_epi8(static_cast<char>(0x80)));
+        __m128i const third = _mm_subs_epu8(two, all(0xE0 - 0x80));
+        __m128i const fourth = _mm_subs_epu8(three, all(0xF0 - 0x80));
+        __m128i const wanted = _mm_and_si128(_mm_or_si128(third, fourth), all(0x80));
         return _mm_xor_si128(wanted, pairs);
     }
 
@@ -105,17 +99,20 @@ private:
 
 }  // namespace
 
-bool haveVectorCheck() {
-    return __builtin_cpu_supports("ssse3") != 0;
-}
-
-TIS_VECTOR bool isValidUtf8ByVector(Byte const* p, std::size_t count) {
+TIS_VECTOR bool copyUtf8ByVector(Source from, Byte* to) {
     Checker checker;
-    for (; count >= width; p += width, count -= width) checker.add(load(p));
-    // The rest, filled up with NUL: also what finds a character that the end cuts.
-    Byte rest[width] = {};
-    std::memcpy(rest, p, count);
-    checker.add(load(rest));
+    for (; from.left() > 2 * width; from.at += width, to += width) {
+        __m128i const block = load(from.at);
+        store(to, block);
+        checker.add(block);
+    }
+    // 16 to 32 bytes are left.
+    __m128i const block = load(from.at);
+    __m128i const last = load(from.end - width);
+    store(to, block);
+    store(to + from.left() - width, last);
+    checker.add(block);
+    checker.add(toFront(last, from.left() - width));
     return checker.isValid();
 }
 
@@ -125,10 +122,8 @@ TIS_VECTOR bool isValidUtf8ByVector(Byte const* p, std::size_t count) {
 
 namespace tis {
 
-bool haveVectorCheck() {
-    return false;
-}
-bool isValidUtf8ByVector(Byte const*, std::size_t) {
+// Not reached, see haveVectors().
+bool copyUtf8ByVector(Source, Byte*) {
     return false;
 }
 
