@@ -33,7 +33,7 @@ constexpr char const openForWriting[] = "fopen(r+)";
 class FileGuard {
 public:
     // The guard of the file, taken.
-    static FileGuard* take(struct stat const& status);
+    static FileGuard* take(FileId const& file);
     void leave() noexcept;
 
 private:
@@ -51,8 +51,7 @@ private:
     FileId file_;
 };
 
-FileGuard* FileGuard::take(struct stat const& status) {
-    FileId const file = fileId(status);
+FileGuard* FileGuard::take(FileId const& file) {
     FileGuard* guard;
     {
         std::lock_guard<std::mutex> hold(table().mutex);
@@ -142,9 +141,9 @@ PropFile::PropFile(char const* name, Mode mode) : name_(name) {
     try {
         struct stat status;
         if (fstat(descriptor_, &status) != 0) fail(api, errno);
-        guard_ = FileGuard::take(status);
-        stream_ = fdopen(descriptor_, mode == reading ? "r" : "r+");
-        if (!stream_) fail(api, errno);
+        id_ = fileId(status);
+        guard_ = FileGuard::take(id_);
+        if (mode == reading) makeStream();
         takeRecordLock(mode);
     } catch (...) {
         closeAll();
@@ -154,6 +153,13 @@ PropFile::PropFile(char const* name, Mode mode) : name_(name) {
 
 PropFile::~PropFile() {
     closeAll();
+}
+
+// Without a buffer: who reads it wants all of the text in a block of his own.
+void PropFile::makeStream() {
+    stream_ = fdopen(descriptor_, "r");
+    if (!stream_) fail(openForReading, errno);
+    (void)std::setvbuf(stream_, nullptr, _IONBF, 0);
 }
 
 void PropFile::takeRecordLock(Mode mode) {

@@ -74,10 +74,10 @@ public:
     PropFile& operator=(PropFile const&) = delete;
     ~PropFile();
 
-    // A stream over the file, closed with it.
+    // A stream over a file that is read, closed with it; null for writing.
     std::FILE* stream() const { return stream_; }
     struct stat status() const;
-    FileId id() const { return fileId(status()); }
+    FileId const& id() const { return id_; }
     int descriptor() const { return descriptor_; }
     // The file's modification time in seconds, `otherwise` when it cannot be had.
     long modificationTime(long otherwise) const;
@@ -89,6 +89,7 @@ public:
     void close();
 
 private:
+    void makeStream();
     void takeRecordLock(Mode mode);
     int closeAll() noexcept;
     [[noreturn]] void fail(char const* api, int error, int line = __builtin_LINE()) const;
@@ -98,6 +99,7 @@ private:
     FileGuard* guard_ = nullptr;
     std::FILE* stream_ = nullptr;
     int descriptor_;
+    FileId id_;
 };
 
 }  // namespace z_5_1

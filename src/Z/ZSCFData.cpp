@@ -35,28 +35,39 @@ void resize(Block& block, std::size_t size) {
     block.reset(static_cast<char*>(fresh));
 }
 
-// The whole stream in one block with a byte to spare behind it.
-Block readAll(char const* file, std::FILE* in, std::size_t& size) {
+// How much to make room for when the first `size` bytes were not all.
+std::size_t roomFor(std::FILE* in, std::size_t size) {
+    std::size_t room = size + std::max(size / 2, readStep);
     struct stat status;
-    bool const sized = fstat(fileno(in), &status) == 0 && status.st_size > 0;
-    if (sized && static_cast<unsigned long long>(status.st_size) > SIZE_MAX / 4) {
-        z_5_1::raise(unit, ZOutOfMemoryException_5_1());
+    if (fstat(fileno(in), &status) == 0 && status.st_size > 0) {
+        if (static_cast<unsigned long long>(status.st_size) > SIZE_MAX / 4) {
+            z_5_1::raise(unit, ZOutOfMemoryException_5_1());
+        }
+        // One more than is there, so that the end shows.
+        room = std::max(room, static_cast<std::size_t>(status.st_size) + 1);
     }
-    std::size_t room = sized ? static_cast<std::size_t>(status.st_size) + 1 : readStep;
+    if (room > SIZE_MAX / 2) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
+    return room;
+}
+
+// The whole stream in one block with a byte to spare behind it. Most files are small: the size is
+// asked for only when the first step does not tell it.
+Block readAll(char const* file, std::FILE* in, std::size_t& size) {
+    char first[8192];
+    std::size_t room = sizeof first;
+    size = std::fread(first, 1, room, in);
     Block block(nullptr, std::free);
-    resize(block, room + 1);
-    size = 0;
-    for (;;) {
-        size += std::fread(block.get() + size, 1, room - size, in);
-        if (size < room) break;
-        room += std::max(room / 2, readStep);
-        if (room > SIZE_MAX / 2) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
+    resize(block, size + 1);
+    std::memcpy(block.get(), first, size);
+    while (size == room) {
+        room = roomFor(in, size);
         resize(block, room + 1);
+        size += std::fread(block.get() + size, 1, room - size, in);
     }
     if (std::ferror(in)) {
         z_5_1::raise(engine, ZPropertiesIOException_5_1(file, "fopen(r)", errno));
     }
-    if (room - size > readStep) resize(block, size + 1);
+    if (room > sizeof first && room - size > readStep) resize(block, size + 1);
     return block;
 }
 
