@@ -41,7 +41,8 @@ inline std::uint32_t hashName(char const* chars, std::size_t length) {
         };
         mix(byte(0) | byte(length / 2) << 8 | byte(length - 1) << 16);
     }
-    return static_cast<std::uint32_t>(hash ^ hash >> 29);
+    // Names that differ at their ends alone differ in high bits only; slots are told by low ones.
+    return static_cast<std::uint32_t>((hash * factor) >> 32);
 }
 
 // Names are short: a call would cost more than the comparison.
@@ -81,7 +82,7 @@ public:
 
     // Makes room for one more node, so that the next insert() cannot fail.
     void reserveOne() {
-        if (count_ >= mask_ - mask_ / 4) grow();
+        if (count_ >= mask_ - mask_ / 8 * 3) grow();
     }
     // The name must stay where it is until erase().
     void insert(Node& node, std::uint32_t hash, char const* name, std::uint32_t length) noexcept {
@@ -132,7 +133,7 @@ private:
     static constexpr std::uint32_t firstSize = 8;
     static constexpr std::size_t cacheLine = 64;
 
-    std::unique_ptr<Slot[]> slots_;  // a power of two, at most 3/4 full
+    std::unique_ptr<Slot[]> slots_;  // a power of two, at most 5/8 full
     std::uint32_t mask_ = 0;         // slots - 1; 0 without slots
     std::uint32_t count_ = 0;
 };
