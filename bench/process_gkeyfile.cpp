@@ -1,5 +1,5 @@
-// process_gkeyfile: reads one value with GLib's GKeyFile, and ends. Uses nothing of the C++ library,
-// so the linker leaves that out.
+// process_gkeyfile: reads one value with GLib's GKeyFile, and ends. It uses nothing of the C++
+// library, so the linker leaves that out.
 #include <glib.h>
 
 #include "process_main.h"
