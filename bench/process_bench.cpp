@@ -35,17 +35,28 @@ void require(bool done, char const* what) {
 struct Program {
     char const* who;
     char const* path;
-    std::vector<char const*> libraries;
+    std::vector<char const*> libraries;  // those that it was made for
+    std::vector<char const*> further;    // those that these need
 };
 
 Program const programs[] = {
-    {"Z", Z_PROCESS_Z, {Z_LIBRARY, Z_TIS_LIBRARY}},
-    {"INIReader", Z_PROCESS_INIREADER, {"libINIReader.so.0", "libinih.so.1"}},
-    {"GKeyFile", Z_PROCESS_GKEYFILE, {"libglib-2.0.so.0"}},
-    {"nothing", Z_PROCESS_NOTHING, {}},
+    {"Z", Z_PROCESS_Z, {Z_LIBRARY, Z_TIS_LIBRARY}, {"libz.so.1"}},
+    {"INIReader", Z_PROCESS_INIREADER, {"libINIReader.so.0", "libinih.so.1"}, {}},
+    {"GKeyFile", Z_PROCESS_GKEYFILE, {"libglib-2.0.so.0"}, {"libpcre2-8.so.0"}},
+    {"nothing", Z_PROCESS_NOTHING, {}, {}},
 };
 
-// Its arguments, as exec takes them.
+link_map const& loaded(char const* library) {
+    void* const handle = dlopen(library, RTLD_NOW);
+    require(handle != nullptr, library);
+    link_map* map = nullptr;
+    require(dlinfo(handle, RTLD_DI_LINKMAP, &map) == 0, "dlinfo");
+    return *map;
+}
+
+// Arguments and environment of a program, as exec takes them. The loader is told where the
+// libraries are: it knows the folders of the peers' by heart, but would go through many for those
+// of a build.
 class Command {
 public:
     explicit Command(Program const& program) {
@@ -54,14 +65,22 @@ public:
         words_ = {program.path, sample.path, name.stanza, name.key, name.value};
         for (std::string& word : words_) pointers_.push_back(word.data());
         pointers_.push_back(nullptr);
+        for (auto const* list : {&program.libraries, &program.further}) {
+            for (char const* library : *list) preload_ += loaded(library).l_name + std::string(":");
+        }
+        for (char** word = environ; *word != nullptr; ++word) environment_.push_back(*word);
+        environment_.push_back(preload_.data());
+        environment_.push_back(nullptr);
     }
     Command(Command const&) = delete;
     Command& operator=(Command const&) = delete;
     char* const* arguments() const { return pointers_.data(); }
+    char* const* environment() const { return environment_.data(); }
 
 private:
     std::vector<std::string> words_;
-    std::vector<char*> pointers_;
+    std::string preload_ = "LD_PRELOAD=";
+    std::vector<char*> pointers_, environment_;
 };
 
 int waitFor(pid_t pid, struct rusage* usage) {
@@ -77,7 +96,7 @@ double residentKilobytes(Command const& command) {
     require(pid != -1, "fork");
     if (pid == 0) {
         if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) {
-            execv(command.arguments()[0], command.arguments());
+            execve(command.arguments()[0], command.arguments(), command.environment());
         }
         _exit(127);
     }
@@ -104,10 +123,7 @@ struct Relocations {
 Relocations relocationsOf(std::vector<char const*> const& libraries) {
     Relocations found;
     for (char const* library : libraries) {
-        void* const handle = dlopen(library, RTLD_NOW);
-        require(handle != nullptr, library);
-        link_map* map = nullptr;
-        require(dlinfo(handle, RTLD_DI_LINKMAP, &map) == 0, "dlinfo");
+        link_map const* const map = &loaded(library);
         ElfW(Xword) bytes = 0, packedBytes = 0;
         ElfW(Addr) packed = 0;
         ElfW(Xword) each = sizeof(ElfW(Rela));
@@ -149,8 +165,8 @@ void runProgram(State& state, Program const& program) {
     for (auto _ : state) {
         pid_t pid = -1;
         struct rusage usage = {};
-        int status =
-            posix_spawn(&pid, program.path, nullptr, nullptr, command.arguments(), environ);
+        int status = posix_spawn(&pid, program.path, nullptr, nullptr, command.arguments(),
+                                 command.environment());
         if (status == 0) status = waitFor(pid, &usage);
         if (status != 0) return state.SkipWithError("the program fails");
         faults += static_cast<double>(usage.ru_minflt);

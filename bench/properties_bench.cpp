@@ -270,7 +270,7 @@ double timeOfThreads(std::vector<std::unique_ptr<ZFile>>& files, std::size_t cou
 // one operation of each; speed_up is what two get done in the time of one, 2 at best.
 template <class Work>
 void parallel(State& state, SampleFile const& sample, Work work) {
-    constexpr std::size_t rounds = 200000;
+    constexpr std::size_t rounds = 100000;
     std::vector<std::unique_ptr<ZFile>> files;
     for (int i = 0; i < 2; ++i) {
         files.push_back(std::make_unique<ZFile>());
