@@ -287,6 +287,32 @@ void fileByFcntl(State& state) {
     unlink(byHand.c_str());
 }
 
+// What Z does to the file, call by call: a new descriptor, the gate, the number, the pid, the data
+// region and the number again; a reader leaves the gate at once, a writer at the end, after it
+// wrote the next number.
+template <short type>
+void fileBySameCalls(State& state) {
+    std::uint32_t number = 0;
+    for (auto _ : state) {
+        int const file = opened(O_SYNC | O_NOFOLLOW);
+        hold(file, F_WRLCK, 4, 4);
+        benchmark::DoNotOptimize(pread(file, &number, sizeof number, 0));
+        pid_t const pid = getpid();
+        benchmark::DoNotOptimize(pwrite(file, &pid, sizeof pid, 4));
+        hold(file, type, 0, 4);
+        if (type == F_RDLCK) hold(file, F_UNLCK, 4, 4);
+        benchmark::DoNotOptimize(pread(file, &number, sizeof number, 0));
+        if (type == F_WRLCK) {
+            ++number;
+            benchmark::DoNotOptimize(pwrite(file, &number, sizeof number, 0));
+        }
+        hold(file, F_UNLCK, 0, 4);
+        if (type == F_WRLCK) hold(file, F_UNLCK, 4, 4);
+        close(file);
+    }
+    unlink(byHand.c_str());
+}
+
 // One region and one transfer: a writer writes its number, a reader reads it.
 template <short type>
 void fileByHand(State& state) {
@@ -307,9 +333,11 @@ void fileByHand(State& state) {
 void addFiles() {
     using Lock = ZReadWriteLockInterface_5_1;
     add("lockfile/read", "Z", "hold", fileByZ<Lock::read>);
+    add("lockfile/read", "same_calls", "hold", fileBySameCalls<F_RDLCK>);
     add("lockfile/read", "fcntl_on_open_file", "hold", fileByFcntl<F_RDLCK>);
     add("lockfile/read", "open_lock_read_close", "hold", fileByHand<F_RDLCK>);
     add("lockfile/write", "Z", "hold", fileByZ<Lock::write>);
+    add("lockfile/write", "same_calls", "hold", fileBySameCalls<F_WRLCK>);
     add("lockfile/write", "fcntl_on_open_file", "hold", fileByFcntl<F_WRLCK>);
     add("lockfile/write", "open_lock_write_close", "hold", fileByHand<F_WRLCK>);
 }

@@ -7,10 +7,15 @@
 #include <malloc.h>
 #include <sys/stat.h>
 
+#include <QSettings>
+#include <QString>
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <map>
 #include <memory>
+#include <thread>
 #include <type_traits>
 
 #include "bench.h"
@@ -204,10 +209,88 @@ void eraseAll(State& state, SampleFile const& sample) {
     eraseEach<File>(state, sample, sample.all);
 }
 
+// One stanza with all its keys.
+template <class File>
+void eraseStanza(State& state, SampleFile const& sample) {
+    Name const& first = sample.all.front();
+    for (auto _ : state) {
+        File file;
+        file.load(sample.path);
+        timed(state, [&] { file.eraseStanza(first.stanza); });
+        require(*file.text(first.stanza, first.key) == 0, "a deleted stanza is there");
+    }
+}
+
+// ---- two threads, each on a file of its own ----
+
+void getTexts(ZFile& file, SampleFile const& sample, std::size_t rounds) {
+    for (std::size_t i = 0; i < rounds; ++i) {
+        Name const& name = sample.texts[i % sample.texts.size()];
+        DoNotOptimize(file.text(name.stanza, name.key));
+    }
+}
+
+void setTexts(ZFile& file, SampleFile const& sample, std::size_t rounds) {
+    for (std::size_t i = 0; i < rounds; ++i) {
+        Name const& name = sample.texts[i % sample.texts.size()];
+        file.set(name.stanza, name.key, sample.texts[(i + 1) % sample.texts.size()].value);
+    }
+}
+
+double median(std::vector<double> values) {
+    auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+// Seconds that `count` threads take for `rounds` each, from the first that begins to the last that
+// is done.
+template <class Work>
+double timeOfThreads(std::vector<std::unique_ptr<ZFile>>& files, std::size_t count, Work work) {
+    using Clock = std::chrono::steady_clock;
+    std::vector<Clock::time_point> begun(count), done(count);
+    std::vector<std::thread> threads;
+    std::atomic<std::size_t> ready{0};
+    for (std::size_t i = 0; i < count; ++i) {
+        threads.emplace_back([&, i] {
+            ++ready;
+            while (ready < count) std::this_thread::yield();
+            begun[i] = Clock::now();
+            work(*files[i]);
+            done[i] = Clock::now();
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    std::chrono::duration<double> const taken =
+        *std::max_element(done.begin(), done.end()) - *std::min_element(begun.begin(), begun.end());
+    return taken.count();
+}
+
+// One thread and two take turns, so that both meet the same machine. The time is that of two, for
+// one operation of each; speed_up is what two get done in the time of one, 2 at best.
+template <class Work>
+void parallel(State& state, SampleFile const& sample, Work work) {
+    constexpr std::size_t rounds = 100000;
+    std::vector<std::unique_ptr<ZFile>> files;
+    for (int i = 0; i < 2; ++i) {
+        files.push_back(std::make_unique<ZFile>());
+        files.back()->load(sample.path);
+        work(*files.back(), sample, rounds);
+    }
+    std::vector<double> one, two;
+    for (auto _ : state) {
+        auto const all = [&](ZFile& file) { work(file, sample, rounds); };
+        one.push_back(timeOfThreads(files, 1, all));
+        two.push_back(timeOfThreads(files, 2, all));
+        state.SetIterationTime(two.back() / rounds);
+    }
+    state.counters["speed_up"] = 2 * median(one) / median(two);
+}
+
 // ---- the check for changes ----
 
-// Asks for the shared instance of a file that did not change since it was loaded. No peer has such
-// a check: to be up to date it has to load again.
+// Asks for the shared instance of a file that did not change since it was loaded. QSettings alone
+// has such a check too: to be up to date the other peers have to load again.
 void check(State& state, SampleFile const& sample) {
     ZAbstractPropertiesFactory_5_1& factory = ZStanzaFileProperties_5_1::getFactory();
     char const* path = sample.path.c_str();
@@ -215,6 +298,35 @@ void check(State& state, SampleFile const& sample) {
     for (auto _ : state) {
         bool same = ZProperties_5_1::getPropertiesFor(path, factory, 0) == shared;
         if (!same) return state.SkipWithError("another instance");
+    }
+}
+
+void checkAndGet(State& state, SampleFile const& sample) {
+    ZAbstractPropertiesFactory_5_1& factory = ZStanzaFileProperties_5_1::getFactory();
+    char const* path = sample.path.c_str();
+    Name const& name = sample.all.front();
+    ZLCString_5_1 text;
+    for (auto _ : state) {
+        ZProperties_5_1* shared = ZProperties_5_1::getPropertiesFor(path, factory, 0);
+        shared->getValue(name.stanza.c_str(), name.key.c_str(), text, 1, nullptr);
+        DoNotOptimize(text.getChars());
+    }
+    require(name.value == text.getChars(), "a value differs");
+}
+
+// An object for a file that the process has parsed before: it asks for the file's time and size.
+// One object stays open, since of files that nobody has open only small ones are kept. The names
+// are made before.
+void checkQSettings(State& state, SampleFile const& sample, bool get) {
+    QString const path = QString::fromStdString(sample.path);
+    Name const& name = sample.all.front();
+    QString const key = QString::fromStdString(name.stanza + '/' + name.key);
+    QSettings const kept(path, QSettings::IniFormat);
+    require(kept.value(key).toString().toStdString() == name.value, "a value differs");
+    for (auto _ : state) {
+        QSettings file(path, QSettings::IniFormat);
+        DoNotOptimize(&file);
+        if (get) DoNotOptimize(file.value(key).toString().utf16());
     }
 }
 
@@ -338,6 +450,9 @@ void addAll(SampleFile const& sample) {
         fewRounds(erase, sample);
         if (slow) erase->Iterations(1);
         if (!slow) fewRounds(addWork("delete/all", who, sample, eraseAll<File>), sample);
+        if (sample.size == "1x100000") {
+            fewRounds(addWork("delete/stanza", who, sample, eraseStanza<File>), sample);
+        }
         addWork("store/after_a_change", who, sample, store<File>)->UseManualTime();
         addWork("store/load_set_one_store", who, sample, changeOne<File>);
     }
@@ -367,6 +482,19 @@ void addAll() {
         addWork("get/string", "GKeyFile_raw", sample, getRawText);
         addWork("reload/unchanged", "Z", sample, check);
         addWork("reload/unchanged", "stat", sample, onlyStat);
+        addWork("reload/unchanged_and_get", "Z", sample, checkAndGet);
+        addWork("reload/unchanged", "QSettings", sample,
+                [](State& state, SampleFile const& file) { checkQSettings(state, file, false); });
+        addWork("reload/unchanged_and_get", "QSettings", sample,
+                [](State& state, SampleFile const& file) { checkQSettings(state, file, true); });
+        addWork("parallel/get_string", "Z", sample,
+                [](State& state, SampleFile const& file) { parallel(state, file, getTexts); })
+            ->UseManualTime()
+            ->Iterations(15);
+        addWork("parallel/set_existing", "Z", sample,
+                [](State& state, SampleFile const& file) { parallel(state, file, setTexts); })
+            ->UseManualTime()
+            ->Iterations(15);
         addGetters(sample);
     }
 }

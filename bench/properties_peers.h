@@ -60,6 +60,7 @@ public:
     void erase(std::string const& stanza, std::string const& key) {
         file_.deleteKey(stanza.c_str(), key.c_str());
     }
+    void eraseStanza(std::string const& stanza) { file_.deleteStanza(stanza.c_str()); }
 
 protected:
     ZStanzaFileProperties_5_1& file() { return file_; }
@@ -226,6 +227,9 @@ public:
     void erase(std::string const& stanza, std::string const& key) {
         g_key_file_remove_key(file_, stanza.c_str(), key.c_str(), nullptr);
     }
+    void eraseStanza(std::string const& stanza) {
+        g_key_file_remove_group(file_, stanza.c_str(), nullptr);
+    }
 
 private:
     GKeyFile* file_;
@@ -261,6 +265,7 @@ public:
     void erase(std::string const& stanza, std::string const& key) {
         file_.Delete(stanza.c_str(), key.c_str());
     }
+    void eraseStanza(std::string const& stanza) { file_.Delete(stanza.c_str(), nullptr); }
 
 private:
     CSimpleIniCaseA file_{true, false, false};
@@ -276,7 +281,8 @@ public:
     void load(std::string const& path) { boost::property_tree::read_ini(path, tree_); }
     void store(std::string const& path) { boost::property_tree::write_ini(path, tree_); }
     char const* text(std::string const& stanza, std::string const& key) {
-        Tree* entry = find(find(&tree_, stanza), key);
+        Tree* section = find(&tree_, stanza);
+        Tree* entry = section != nullptr ? find(section, key) : nullptr;
         if (entry == nullptr) return "";
         out_ = entry->data();
         return out_.c_str();
@@ -298,6 +304,7 @@ public:
     void erase(std::string const& stanza, std::string const& key) {
         find(&tree_, stanza)->erase(key);
     }
+    void eraseStanza(std::string const& stanza) { tree_.erase(stanza); }
 
 private:
     static Tree* find(Tree* tree, std::string const& name) {

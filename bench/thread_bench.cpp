@@ -1,4 +1,4 @@
-// thread_bench: starting and joining threads, and giving work to a pool of two.
+// thread_bench: starting threads, waking sleepers, and giving work to a pool of two.
 #include <Z/ZThread.h>
 #include <glib.h>
 #include <sched.h>
@@ -72,6 +72,120 @@ void startAndJoin(State& state) {
         Task task;
         task.start();
         task.join();
+    }
+}
+
+// ---- a detached thread for one task, with and without a pool ----
+
+struct ZShort : ZThread_5_1 {
+    ZShort() : ZThread_5_1(1, 1) {}
+    void run() override { work(); }
+};
+
+struct ShortInPool {
+    void start() { pool.start(*new ZShort); }
+    ~ShortInPool() { pool.waitForExit(); }
+    ZThreadPool_5_1 pool{width, width};
+};
+
+struct ShortZ {
+    void start() { (new ZShort)->start(); }
+};
+
+// Knows neither of the bound nor of the end of its threads.
+struct ShortStd {
+    void start() { std::thread(work).detach(); }
+};
+
+// Until the task is done; the thread may still be about to end when the next is started.
+template <class Starter>
+void startShort(State& state) {
+    Starter starter;
+    for (auto _ : state) {
+        left = 1;
+        starter.start();
+        finished.wait();
+    }
+}
+
+// ---- a thread that sleeps until it has work ----
+
+struct ZSleeper {
+    ZSleeper() { worker.start(); }
+    ~ZSleeper() { worker.waitForExit(); }
+    ZSleeper(ZSleeper const&) = delete;
+    ZSleeper& operator=(ZSleeper const&) = delete;
+    void wakeUp() { worker.wakeUp(); }
+
+    struct Worker : ZSleeperThread_5_1 {
+        void doWork() override { work(); }
+    } worker;
+};
+
+// The same loop over a condition: the work is done with its lock held here too. `Turn` has lock(),
+// unlock(), wait() and signal().
+template <class Turn>
+class ConditionSleeper {
+public:
+    ConditionSleeper() : thread_([this] { loop(); }) {}
+    ~ConditionSleeper() {
+        change(ending_);
+        thread_.join();
+    }
+    ConditionSleeper(ConditionSleeper const&) = delete;
+    ConditionSleeper& operator=(ConditionSleeper const&) = delete;
+    void wakeUp() { change(pending_); }
+
+private:
+    void change(bool& what) {
+        turn_.lock();
+        what = true;
+        turn_.signal();
+        turn_.unlock();
+    }
+    void loop() {
+        turn_.lock();
+        while (!ending_) {
+            if (pending_) {
+                pending_ = false;
+                work();
+            } else {
+                turn_.wait();
+            }
+        }
+        turn_.unlock();
+    }
+
+    Turn turn_;
+    bool pending_ = false, ending_ = false;
+    std::thread thread_;
+};
+
+struct ZConditionTurn {
+    void lock() { condition.getResource()->lock(); }
+    void unlock() { condition.getResource()->unlock(); }
+    void wait() { condition.wait(); }
+    void signal() { condition.signal(); }
+    ZCondition_5_1 condition;
+};
+
+struct PthreadConditionTurn {
+    void lock() { pthread_mutex_lock(&mutex); }
+    void unlock() { pthread_mutex_unlock(&mutex); }
+    void wait() { pthread_cond_wait(&condition, &mutex); }
+    void signal() { pthread_cond_signal(&condition); }
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
+};
+
+// From the wake-up until the waiting thread knows that the work is done.
+template <class Sleeper>
+void wakeUp(State& state) {
+    Sleeper sleeper;
+    for (auto _ : state) {
+        left = 1;
+        sleeper.wakeUp();
+        finished.wait();
     }
 }
 
@@ -159,6 +273,14 @@ void addThreads() {
     add("thread/start_and_join", "Z", "1_thread", startAndJoin<ZTask>)->UseRealTime();
     add("thread/start_and_join", "std", "1_thread", startAndJoin<StdTask>)->UseRealTime();
     add("thread/start_and_join", "GThread", "1_thread", startAndJoin<GTask>)->UseRealTime();
+    add("pool/start_short_thread", "Z", "1_thread", startShort<ShortInPool>)->UseRealTime();
+    add("pool/start_short_thread", "Z_bare", "1_thread", startShort<ShortZ>)->UseRealTime();
+    add("pool/start_short_thread", "std_bare", "1_thread", startShort<ShortStd>)->UseRealTime();
+    add("sleeper/wake_up", "Z", "1_task", wakeUp<ZSleeper>)->UseRealTime();
+    add("sleeper/wake_up", "Z_condition", "1_task", wakeUp<ConditionSleeper<ZConditionTurn>>)
+        ->UseRealTime();
+    add("sleeper/wake_up", "pthread", "1_task", wakeUp<ConditionSleeper<PthreadConditionTurn>>)
+        ->UseRealTime();
     addPool<ZPool>("Z");
     addPool<AsioPool>("Asio");
     addPool<GPool>("GThreadPool");
