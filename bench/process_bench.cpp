@@ -42,7 +42,7 @@ struct Program {
 Program const programs[] = {
     {"Z", Z_PROCESS_Z, {Z_LIBRARY, Z_TIS_LIBRARY}, {"libz.so.1"}},
     {"INIReader", Z_PROCESS_INIREADER, {"libINIReader.so.0", "libinih.so.1"}, {}},
-    {"GKeyFile", Z_PROCESS_GKEYFILE, {"libglib-2.0.so.0"}, {"libpcre2-8.so.0"}},
+    {"GKeyFile", Z_PROCESS_GKEYFILE, {"libglib-2.0.so.0", "libpcre2-8.so.0"}, {}},
     {"nothing", Z_PROCESS_NOTHING, {}, {}},
 };
 
