@@ -148,7 +148,7 @@ TEST_F(ZJavaProperties, FailuresLeaveNoPartOfAFile) {
     EXPECT_TRUE(!fs::is_symlink(file) && fs::exists(folder / "target"));
     // A full disk is told by errno alone, also when it is met before the end.
     fs::create_symlink("/dev/full", file);
-    for (std::size_t const size : {1, 10000}) {
+    for (std::size_t const size : {1u, 10000u}) {
         Java full;
         full.setValue(ZUTF8String_5_1("k"), ZUTF8String_5_1(std::string(size, 'v').c_str()));
         EXPECT_TRUE(full.store(file.c_str()) == 0 && errno == ENOSPC);
