@@ -27,7 +27,7 @@ class JavaExchange {
         return text.toString();
     }
 
-    // Every key is new by its number, which stands anywhere but first in it.
+    // A number in each key; with this seed no two are equal.
     static Properties pairs(String inKeys, String inValues, String notInFront) {
         Properties pairs = new Properties();
         for (int n = 0; n < 3000; ++n) {

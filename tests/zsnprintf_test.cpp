@@ -330,8 +330,8 @@ struct Random : std::mt19937 {
     }
     template <class Int>
     Int integer() {
-        std::int64_t const bits = std::int64_t{static_cast<int>((*this)())} << 32 | (*this)();
-        return static_cast<Int>(bits >> below(64));
+        std::uint64_t const bits = std::uint64_t{(*this)()} << 32 | (*this)();
+        return static_cast<Int>(static_cast<std::int64_t>(bits) >> below(64));
     }
 };
 
@@ -363,12 +363,12 @@ struct Kinds {
     template <class Real>
     static void make(Random& r, Real& v) {
         using Limits = std::numeric_limits<Real>;
-        int const range = r.once(40) ? Limits::max_exponent10 - 12 : 12;
+        int const range = r.once(100) ? Limits::max_exponent10 - 12 : 12;
         Real const power = std::pow(
             Real(10), static_cast<Real>(r.below(2U * static_cast<unsigned>(range)) - range));
         v = r.pick({Real(0), -Real(0), Limits::infinity(), -Limits::quiet_NaN(), Limits::max(),
                     Limits::denorm_min(), Real(0.5), Real(9.9999999)});
-        if (!r.once(8)) v = static_cast<Real>(r.integer<int>()) * power;
+        if (!r.once(40)) v = static_cast<Real>(r.integer<int>()) * power;
     }
 };
 
@@ -398,7 +398,7 @@ private:
             std::string text = sample.flags + number(1, 30, sample.negative);
             sample.precision = r_.once(2);
             if (sample.precision)
-                text += '.' + number(0, r_.once(200) ? 1500 : 25, sample.negative);
+                text += '.' + number(0, r_.once(500) ? 1500 : 25, sample.negative);
             Value const& value = values_[order_[next_]];
             sample.conversion = value.conversions[r_() % value.conversions.size()];
             sample.zero = static_cast<short>(value.number) == 0;
@@ -468,16 +468,20 @@ TEST(zsnprintf, AgreesWithTheCLibrary) {
     zgetLCSHandle_5_1();
     setlocale(LC_ALL, "");
     Random random(20240607);
-    int const cases = 130000;
+#ifdef Z_MEMORY_CAN_FAIL
+    int const cases = 170000;
+#else
+    int const cases = 20000;  // under the sanitizers
+#endif
     compare<int>(random, cases);
     compare<int, int, int>(random, cases);
     compare<char const*, int, char const*>(random, cases);
     compare<int, long, long long, int>(random, cases);
     compare<long long, int, int, long, char const*>(random, cases);
-    compare<double, int, int, double>(random, cases);
-    compare<int, long double, char const*, double>(random, cases);
+    compare<double, int, int, double>(random, cases / 2);
+    compare<int, long double, char const*, double>(random, cases / 2);
     compare<int, int, int, int, long, int, int, char const*, int, long long, int, int, double>(
-        random, cases);
+        random, cases / 6);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "zreport.h"
+#include "zretried.h"
 
 #ifdef __ILP32__
 static_assert(sizeof(ZAbstractFileMap_5_1) == sizeof(ZLCString_5_1) + 20,
@@ -30,9 +31,7 @@ int extend(int fd, unsigned long length) {
     auto const last = static_cast<off_t>(length - 1);
     if (last < 0) return EFBIG;
     if (last < status.st_size) return 0;
-    ssize_t written;
-    do written = pwrite(fd, "", 1, last);
-    while (written == -1 && errno == EINTR);
+    ssize_t const written = z_5_1::retried([=] { return pwrite(fd, "", 1, last); });
     return written == 1 ? 0 : written == 0 ? EIO : errno;
 }
 
@@ -97,9 +96,8 @@ void* ZUnixFileMap_5_1::mapfile(int* err, unsigned long length) {
 
     // What is no regular file must not make the open wait.
     int const access = mode_ == readOnly ? O_RDONLY : mode_ == create ? O_RDWR | O_CREAT : O_RDWR;
-    int fd;
-    do fd = open(fileName_.getChars(), access | O_NONBLOCK | O_CLOEXEC, 0600);
-    while (fd == -1 && errno == EINTR);
+    int const flags = access | O_NONBLOCK | O_CLOEXEC;
+    int const fd = z_5_1::retried([&] { return open(fileName_.getChars(), flags, 0600); });
     if (fd <= 0) {
         *err = fd < 0 ? errno : ENOENT;
         if (fd == 0) close(fd);  // 0 stands for no file

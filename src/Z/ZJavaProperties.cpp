@@ -13,9 +13,9 @@
 
 #include "ZException.h"
 #include "ZList.h"
-#include "ZPropFile.h"
 #include "zraise.h"
 #include "zreport.h"
+#include "zretried.h"
 #include "ztisutil.h"
 
 static_assert(std::is_convertible<ZJavaProperties_5_1*, ZObject_5_1*>::value,
@@ -77,12 +77,13 @@ public:
     int next() { return at_ != end_ || fill() ? static_cast<unsigned char>(*at_++) : EOF; }
     bool failed() const { return failed_; }
 
-    // Appends what the block holds up to the next mark.
+    // Appends what the block holds up to the next mark; behind its end there is a NUL, which is
+    // one. A byte was read before.
     void moveRun(ZUTF8String_5_1& text, Marks const& marks) {
         char* const run = at_;
-        while (at_ != end_ && !marks[*at_]) ++at_;
+        while (!marks[*at_]) ++at_;
         if (at_ == run) return;
-        // The text has no NUL, which the string knows only when it looks for the end itself.
+        // append() with a length marks the string as one that may hold NULs.
         char const behind = std::exchange(*at_, '\0');
         text.append(run);
         *at_ = behind;
@@ -95,6 +96,7 @@ private:
         failed_ = got == -1;
         at_ = block_;
         end_ = block_ + (failed_ ? 0 : got);
+        *end_ = '\0';
         return at_ != end_;
     }
 
@@ -146,8 +148,10 @@ public:
     // Closes and keeps the file. The result is fclose's, which knows nothing of a failure that a
     // flush has met before; errno does: it is 0 when all was written.
     int close() {
-        bool const failed = ferror_unlocked(stream_) || std::fflush(stream_) != 0;
-        int const writing = failed ? errno : 0;
+        int const before = ferror_unlocked(stream_) ? errno : 0;
+        // Also after a failure: it drops what fclose would try again to write.
+        int const flushing = std::fflush(stream_) == 0 ? 0 : errno;
+        int const writing = before != 0 ? before : flushing;
         int const result = std::fclose(std::exchange(stream_, nullptr));
         int const closing = result == 0 ? 0 : errno;
         descriptor_ = -1;
@@ -269,20 +273,17 @@ void ZJavaProperties_5_1::setValue(ZAbstractString_5_1 const& key,
 
 // ---- reading ----
 
-int ZJavaProperties_5_1::load(char const* path, char const* stopKey) {
-    struct Reset {
-        ZUTF8String_5_1& text;
-        ~Reset() { text.init(); }
-    } const reset{stopKey_};
-    stopKey_ = stopKey;
-    return load(path);
+int ZJavaProperties_5_1::load(char const* path) {
+    return load(path, nullptr);
 }
 
 // A cancellation passes as an exception without an object, to which its handler's reference binds.
-__attribute__((no_sanitize("undefined"))) int ZJavaProperties_5_1::load(char const* path) {
+__attribute__((no_sanitize("undefined"))) int ZJavaProperties_5_1::load(char const* path,
+                                                                        char const* stopKey) {
     if (!path || !*path) return 1;
     int opened = 0;
     try {
+        stopKey_ = stopKey;
         LockedFile const file(path, F_RDLCK);
         opened = 1;
         loadProperties(file.stream(), path);

@@ -31,7 +31,9 @@ public:
     // "fcntl()"), ZUnexpectedEndOfFile_5_1 (code 53, a read error). Null or empty: 1, nothing read.
     int load(char const* path);
 
-    // The same up to the line that defines the key `stopKey` (in UTF-8; null or empty: none).
+    // The same up to the line that defines the key `stopKey` (in UTF-8; null or empty: none). At
+    // the end of the file the last pair that was begun is stored if its key is `stopKey`; where the
+    // file has no line, that is the last pair of the load before, whatever was set meanwhile.
     int load(char const* path, char const* stopKey);
 
     // The value of the key, converted to the codeset of `out`; empty when there is none.
@@ -45,9 +47,11 @@ public:
     // fclose's result, which is 0 even if a write failed before, such as on a full disk: errno is 0
     // when all was written, else the error of the write. Throws ZInvalidParameterException_5_1
     // (code 22) for a null or empty path, ZPropertiesIOException_5_1 (code 43) with "fopen(wt)", or
-    // with "fcntl()" when the file cannot be locked at once. An exception leaves no file that this
-    // call made or began to write; what could not be locked stays as it was. The thread is not
-    // cancelled meanwhile.
+    // with "fcntl()" when the file cannot be locked at once. An exception leaves no file at `path`
+    // that this call made or began to write; what could not be locked stays as it was. Of a
+    // symbolic link the link goes: the file it leads to stays with what was written, or empty if a
+    // link to nothing could not be locked. Devices and pipes stay. The thread is not cancelled
+    // meanwhile.
     int store(char const* path) const;
 
 private:
@@ -99,7 +103,7 @@ private:
     ZHashKeyMap_5_1 entries_;
     ZUTF8String_5_1 key_;
     ZUTF8String_5_1 value_;
-    ZUTF8String_5_1 stopKey_;  // empty: none
+    ZUTF8String_5_1 stopKey_;  // of the last load; empty: none
     std::uint16_t unit_[2];    // of UTF-16: the escape being read, and a zero
 };
 

@@ -16,6 +16,7 @@
 #include "ZException.h"
 #include "ZFileId.h"
 #include "zraise.h"
+#include "zretried.h"
 
 namespace z_5_1 {
 

@@ -15,6 +15,7 @@
 
 #include "ZException.h"
 #include "zraise.h"
+#include "zretried.h"
 
 namespace z_5_1 {
 

@@ -15,7 +15,6 @@
 
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <string>
@@ -26,15 +25,6 @@
 namespace z_5_1 {
 
 class FileGuard;
-
-// Runs a system call again as long as signals interrupt it.
-template <class Call>
-auto retried(Call call) {
-    decltype(call()) result;
-    do result = call();
-    while (result == -1 && errno == EINTR);
-    return result;
-}
 
 // New content for an open file, in two steps: overwrite() leaves what lies behind the new end,
 // truncate() removes it. Until then the former content can be had back.

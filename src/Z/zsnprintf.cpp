@@ -36,6 +36,11 @@
 
 namespace {
 
+bool ownsMemory(zvsnprintf_context_5_1 const& context) {
+    return context.directives != context.own_directives ||
+           context.arguments != context.own_arguments;
+}
+
 inline int formatInto(char* buf, int size, char const* format, va_list args) {
     zvsnprintf_context_5_1 context;
     try {
@@ -47,7 +52,7 @@ inline int formatInto(char* buf, int size, char const* format, va_list args) {
         return -1;
     }
     int const length = zvsnprintf_render_5_1(&context, buf, size);
-    zvsnprintf_done_5_1(&context);
+    if (ownsMemory(context)) zvsnprintf_done_5_1(&context);
     return length;
 }
 

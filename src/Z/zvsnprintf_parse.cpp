@@ -36,7 +36,7 @@ enum Length : unsigned { noLength, lengthShort, lengthLong, lengthLongLong };
 
 struct Conversion {
     char letter;
-    signed char types[4];  // by Length; below 0 where the length is wrong
+    short types[4];  // by Length; below 0 where the length is wrong
     unsigned flags;
 };
 

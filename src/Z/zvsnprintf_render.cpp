@@ -232,26 +232,12 @@ inline int countDigits(std::uint64_t value, Radix radix) {
     int const bits = 64 - __builtin_clzll(value | 1);
     if (radix.bits == 4) return (bits + 3) / 4;
     if (radix.bits == 3) return (bits + 2) / 3;
-    static constexpr std::uint64_t powers[] = {0,
-                                               10,
-                                               100,
-                                               1000,
-                                               10000,
-                                               100000,
-                                               1000000,
-                                               10000000,
-                                               100000000,
-                                               1000000000,
-                                               10000000000,
-                                               100000000000,
-                                               1000000000000,
-                                               10000000000000,
-                                               100000000000000,
-                                               1000000000000000,
-                                               10000000000000000,
-                                               100000000000000000,
-                                               1000000000000000000,
-                                               10000000000000000000U};
+    // clang-format off
+    static constexpr std::uint64_t powers[] = {
+        0, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000, 10000000000,
+        100000000000, 1000000000000, 10000000000000, 100000000000000, 1000000000000000,
+        10000000000000000, 100000000000000000, 1000000000000000000, 10000000000000000000U};
+    // clang-format on
     int const whole = bits * 1233 >> 12;  // log10(2): as many digits, or one more
     return whole + (value >= powers[whole] ? 1 : 0);
 }
@@ -299,7 +285,7 @@ struct Number {
 struct Grouped {
     explicit Grouped(std::uint64_t value)
         : size(std::snprintf(text, sizeof text, "%'llu", static_cast<unsigned long long>(value))) {}
-    char text[256];  // 20 digits and 19 separators
+    char text[256] = {};  // 20 digits and 19 separators
     int size;
 };
 
@@ -481,6 +467,10 @@ constexpr int mostExactDigits =
 Length putFloating(Output out, Directive const& d, Field const& field, CText const& text,
                    Length zeros, bool isNumber) {
     char const* const begin = text.begin();
+    if (field.width <= text.size() && zeros == 0) {
+        out.put(begin, text.size());
+        return text.size();
+    }
     char const* const end = begin + text.size();
     char const* const digits = begin + (*begin == '-' || *begin == '+' || *begin == ' ' ? 1 : 0);
     char const* const exponent =
