@@ -1,4 +1,4 @@
-// ZKeyMap_test: the indexed key map against a hash map of plain entries, ownership, null values.
+// ZKeyMap_test: the key map against a hash map of plain entries, ownership, null values.
 // Subsystem: collections, layer 3. Test: tests/ZKeyMap_test.cpp
 #include <Z/ZKeyMap.h>
 
@@ -27,7 +27,7 @@ std::string pairs(ZHashMap_5_1 const& map) {
     return show(keys) + ": " + show(values);
 }
 
-TEST(ZHashKeyMap, BehavesAsAScanThroughSmallAndIndexedBuckets) {
+TEST(ZHashKeyMap, BehavesAsAScanOfBuckets) {
     struct {
         unsigned int capacity;
         unsigned long modulus;

@@ -5,15 +5,13 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "ZList.h"
 #include "ZMap.h"
 #include "ZObject.h"
-
-namespace z_5_1 {
-class KeyBucket;
-}
 
 // What any key map offers. An absent key is never an error: lookups give null or 0, removals do
 // nothing. The key asked about is the receiver of equals(). A null key is a key like any other.
@@ -82,9 +80,6 @@ public:
     ZObject_5_1* getValue() const { return value_; }
 
 private:
-    friend class ZHashKeyMap_5_1;
-    friend class z_5_1::KeyBucket;
-
     ZObject_5_1* key_;
     ZObject_5_1* value_;
     int ownsMembers_;
@@ -92,8 +87,8 @@ private:
 };
 
 // Buckets as in ZHashMap_5_1: their number is (max(capacity, 2) * 3) / 2, keys and values are
-// listed bucket by bucket, within one in the order of first insertion. A lookup costs the same
-// however many keys share a bucket: large buckets are indexed. An owning map keeps and deletes
+// listed bucket by bucket, within one in the order of first insertion. The buckets settle that
+// order alone: a lookup costs the same however many keys share one. An owning map keeps and deletes
 // clones of keys and values; any other keeps the pointers.
 class Z_API ZHashKeyMap_5_1 : public ZAbstractKeyMap_5_1 {
 public:
@@ -123,12 +118,37 @@ public:
     void putEntryNoCopy(ZObject_5_1* key, ZObject_5_1* value);
 
 private:
-    struct Place;
-    using Pair = std::array<ZObject_5_1*, 2>;
+    struct Pair {
+        ZObject_5_1* key;
+        ZObject_5_1* value;
+        std::uint32_t hash;
+        bool removed;
+    };
+    struct Place {
+        ZObject_5_1* key;
+        std::uint32_t hash;
+        std::uint32_t number;  // of the pair, counted from 1; 0: free
+    };
+    using Members = std::array<ZObject_5_1*, 2>;
 
-    Pair store(ZObject_5_1* key, ZObject_5_1* value);
+    Place const* find(ZObject_5_1 const* key, std::uint32_t hash) const;
+    Pair& pairAt(Place const& place) { return pairs_[place.number - 1]; }
+    Pair const& pairAt(Place const& place) const { return pairs_[place.number - 1]; }
+    Members store(ZObject_5_1* key, ZObject_5_1* value);
+    void append(Pair const& pair);
+    void copyPairs(ZHashKeyMap_5_1 const& other);
+    void deletePairs();
+    void list(ZObject_5_1* Pair::*member, ZList_5_1& target) const;
 
-    ZHashMap_5_1 entries_;
+    std::size_t home(std::uint32_t hash) const;
+    std::size_t next(std::size_t place) const;
+    void enter(std::size_t position);
+    void remake(std::size_t places);
+
+    std::vector<Pair> pairs_;    // in the order of first insertion
+    std::vector<Place> places_;  // none before the first pair
+    unsigned int holes_;
+    unsigned int buckets_;
     int ownsMembers_;
 };
 

@@ -102,9 +102,6 @@ public:
     void list(ZList_5_1& target) const override;
 
 private:
-    // Keeps key entries in buckets of its own making, which it indexes.
-    friend class ZHashKeyMap_5_1;
-
     unsigned int slotOf(unsigned long hash) const {
         return static_cast<std::uint32_t>(hash) % buckets_.size_;
     }
