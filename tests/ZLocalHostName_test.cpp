@@ -32,33 +32,30 @@ TEST(ZLocalHostName, ReportsWhatFails) {
     for (auto const& row : rows) {
         ZLCString_5_1 name("old");
         auto const said = ztest::reported([&] { name = ZLocalHostName_5_1::getLocalHostName(); });
-        EXPECT_TRUE(name == row[0] && said.find(row[1]) != said.npos && said.empty() == !failing)
-            << said;
+        EXPECT_TRUE(name == row[0] && said.empty() == !failing) << said;
+        EXPECT_TRUE(said.find(row[1]) != said.npos && said.find(row[2]) != said.npos) << said;
         failing = failing ? 26 : 25;
     }
     EXPECT_THROW(ZWinRegistry_5_1::exists("", nullptr), ZInvalidPlatformException_5_1);
 }
 
-int dump(FILE* stream, std::string const& data, char const* title = nullptr) {
+int dump(FILE* stream, std::string const& data) {
     auto const* const bytes = reinterpret_cast<unsigned char const*>(data.data());
-    return zhex_dump_5_1(stream, static_cast<int>(data.size()), bytes, title);
+    return zhex_dump_5_1(stream, static_cast<int>(data.size()), bytes, "t");
 }
 
 std::string const digits = "0123456789a\x1F \xFD\xFE\xFF", blanks(46, ' ');
 std::string const row =
-    "\n0000   30 31 32 33 34 35 36 37  38 39 61 1f 20 fd fe ff  *0123456789a. \xFD..*";
+    "\n\tt\n\n0000   30 31 32 33 34 35 36 37  38 39 61 1f 20 fd fe ff  *0123456789a. \xFD..*";
 
 TEST(zhex_dump, ToTheByte) {
-    std::pair<std::string, std::string> const rows[] = {
-        {"", "\n"},
-        {digits, row + "\n"},
-        {digits + "\x7F", row + "\n0010   7f" + blanks + "  *\x7F*\n"},
-        {digits.substr(0, 8), row.substr(0, 31) + blanks.substr(21) + "  *01234567*\n"}};
-    for (auto const& pair : rows) {
-        EXPECT_EQ(ztest::reported([&] { EXPECT_EQ(dump(nullptr, pair.first, "t"), 0); }),
-                  "\n\tt\n" + pair.second);
-    }
-    EXPECT_EQ(ztest::reported([] { zhex_dump_5_1(stderr, -1, nullptr, nullptr); }), "\n");
+    std::string const said = ztest::reported([] {
+        for (auto const& data : {digits, digits + "\x7F"}) EXPECT_EQ(dump(nullptr, data), 0);
+        unsigned char const byte = 0;
+        EXPECT_EQ(zhex_dump_5_1(stderr, -1, &byte, nullptr), 0);
+        EXPECT_EQ(zhex_dump_5_1(stderr, 1, nullptr, nullptr), 0);
+    });
+    EXPECT_EQ(said, row + "\n" + row + "\n0010   7f" + blanks + "  *\x7F*\n\n\n");
 }
 
 // Of a thread cancelled in its dump, into a full pipe, nothing stays that keeps others from theirs.
@@ -66,19 +63,10 @@ TEST(zhex_dump, OneAfterTheOther) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     FILE* const full = fdopen(ends[1], "w");
-    pthread_t thread;
-    pthread_create(
-        &thread, nullptr,
-        [](void* to) -> void* {
-            dump(static_cast<FILE*>(to), std::string(99999, 'x'));
-            return nullptr;
-        },
-        full);
+    std::thread writer([full] { dump(full, std::string(99999, 'x')); });
     char byte;
-    void* result = nullptr;
     EXPECT_EQ(read(ends[0], &byte, 1), 1);
-    pthread_cancel(thread), pthread_join(thread, &result);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
+    pthread_cancel(writer.native_handle()), writer.join();
     signal(SIGPIPE, SIG_IGN), close(ends[0]), fclose(full);
     std::string wanted, all = ztest::reported([] {
                             ztest::inThreads(4, [](int) {

@@ -6,8 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
+#include <cstddef>
 #include <memory>
+#include <new>
 
 #include "ZException.h"
 #include "zraise.h"
@@ -20,10 +21,6 @@ constexpr std::size_t bufferSize = 256;
 constexpr int noName = 25;
 constexpr int notResolved = 26;
 
-struct Free {
-    void operator()(char* block) const { std::free(block); }
-};
-
 ZLCString_5_1 failed(int code, int line = __builtin_LINE()) {
     int const rc = errno;
     z_5_1::quietly(unit, [&] { z_5_1::reportNumber(unit, code, rc, line); });
@@ -33,13 +30,13 @@ ZLCString_5_1 failed(int code, int line = __builtin_LINE()) {
 }  // namespace
 
 ZLCString_5_1 ZLocalHostName_5_1::getLocalHostName() {
-    std::unique_ptr<char, Free> const buffer(static_cast<char*>(std::malloc(bufferSize)));
+    std::unique_ptr<char[]> const buffer(new (std::nothrow) char[bufferSize]);
     if (buffer == nullptr) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
     // Inside the resolver's call, which holds a lock, a thread must not end.
     z_5_1::NotCancelled const whole;
     errno = 0;
     if (gethostname(buffer.get(), bufferSize) != 0) return failed(noName);
-    buffer.get()[bufferSize - 1] = '\0';
+    buffer[bufferSize - 1] = '\0';
     errno = 0;
     hostent const* const host = gethostbyname(buffer.get());
     if (host == nullptr) return failed(notResolved);

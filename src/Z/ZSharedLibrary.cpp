@@ -110,25 +110,30 @@ int ZSharedLibrary_5_1::compare(ZObject_5_1 const& other) const {
 int ZSharedLibrary_5_1::loadLibrary() {
     int err = 0;
     void* handle = zdlopen_5_1(libraryName_.getChars(), flags_, &err);
-    if (handle == nullptr) setLastError(err);
-    for (ZLCString_5_1 const* end : {&suffix1_, &suffix2_}) {
-        if (handle != nullptr) break;
-        ZLCString_5_1 name(libraryName_);
-        if (name.endsWith(*end)) {
-            name.trunc(name.getLength() - end->getLength());
-        } else {
-            name += *end;
+    if (handle == nullptr) {
+        setLastError(err);
+        for (ZLCString_5_1 const* end : {&suffix1_, &suffix2_}) {
+            ZLCString_5_1 name(libraryName_);
+            if (name.endsWith(*end)) {
+                name.trunc(name.getLength() - end->getLength());
+            } else {
+                name += *end;
+            }
+            handle = zdlopen_5_1(name.getChars(), flags_, nullptr);
+            if (handle != nullptr) break;
         }
-        handle = zdlopen_5_1(name.getChars(), flags_, &err);
     }
-    char const* failure = lastErrorMessage_.getChars();
-    if (handle != nullptr) {
-        handle_ = handle;
-        if (initialize() == 0) return 0;
-        failure = "initialize";
+    if (handle == nullptr) {
+        // What the retries met must not be told by a later failure that asks the loader nothing.
+        std::free(zdlerror_5_1());
+        z_5_1::raise(
+            unit, ZSharedLibraryLoadException_5_1(libraryName_.getChars(),
+                                                  lastErrorMessage_.getChars(), lastErrorNumber_));
     }
-    z_5_1::raise(
-        unit, ZSharedLibraryLoadException_5_1(libraryName_.getChars(), failure, lastErrorNumber_));
+    handle_ = handle;
+    if (initialize() == 0) return 0;
+    z_5_1::raise(unit, ZSharedLibraryLoadException_5_1(libraryName_.getChars(), "initialize",
+                                                       lastErrorNumber_));
 }
 
 int ZSharedLibrary_5_1::initialize() {

@@ -11,7 +11,8 @@ extern "C" {
 
 /* dlopen(), dlsym(), dlclose() and dlerror(). *err, which may be null, receives 0 or errno as the
    call leaves it; the loader seldom sets it, so a failure may come with 0. What went wrong is told
-   by zdlerror. */
+   by zdlerror. The first three set the caller's errno to 0 before they ask the loader, so a success
+   loses it as well. */
 
 /* A mode of 0 is RTLD_NOW | RTLD_GLOBAL. Null on failure; for a null file with ENOENT. */
 Z_API void* zdlopen_5_1(char const* file, int mode, int* err);
@@ -80,7 +81,8 @@ public:
     int compare(ZObject_5_1 const& other) const override;
 
     // Loads the library by its name and, where that fails, by the name without ".so" at its end or
-    // with it added. Returns 0. Loading once more adds a reference, which only the loader counts.
+    // with it added; the name ".so" is thus cut to the empty one, the running program. Returns 0.
+    // Loading once more adds a reference, which only the loader counts.
     // Throws ZSharedLibraryLoadException_5_1 (code 51) with what the first attempt met; or, when
     // initialize() gives another value than 0, with "initialize", the library then being loaded.
     int loadLibrary();
@@ -102,7 +104,8 @@ public:
     void setLazyResolution(int lazy);
 
     // Without RTLD_GLOBAL, or with it. Flags of 0 stay 0 for the local scope, which is the global
-    // one again; and getLocalScope() gives 0 whatever the flags.
+    // one again; for the global scope they become RTLD_GLOBAL (256) alone, which the loader refuses
+    // until setLazyResolution() has chosen a binding. getLocalScope() gives 0 whatever the flags.
     int getLocalScope() const { return 0; }
     void setLocalScope(int local);
 

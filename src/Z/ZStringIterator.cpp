@@ -2,7 +2,9 @@
 // Subsystem: strings, layer 3. Test: tests/ZStringIterator_test.cpp
 #include "ZStringIterator.h"
 
+#include <algorithm>
 #include <climits>
+#include <cstddef>
 #include <cstdlib>
 
 #include "ZException.h"
@@ -48,19 +50,15 @@ ZAbstractMutableString_5_1* ZStringIterator_5_1::getNext() {
     if (cursor_ == nullptr) return nullptr;
     output_.clear();
     auto const byte = static_cast<unsigned char>(*cursor_);
-    if (byte != 0 && (byte < 0x80 || width_ == 1)) {
-        output_.append(*cursor_++);
-        return &output_;
-    }
-    std::ptrdiff_t const left = source_->getChars() + source_->getLength() - cursor_;
-    int bytes = 0;
-    if (byte == 0) {
-        if (width_ == 1 && left > 0) bytes = 1;  // inside the text
-    } else {
-        if (width_ == 0) bytes = z_5_1::plainUTF8Length(cursor_);
+    auto const left = [this] { return source_->getChars() + source_->getLength() - cursor_; };
+    if (byte == 0 && (width_ != 1 || left() <= 0)) return &output_;
+    int bytes = 1;
+    if (byte >= 0x80 && width_ != 1) {
+        void* const handle = source_->getCodesetHandle();  // null: every byte is a character
+        bytes = width_ == 0 && handle != nullptr ? z_5_1::plainUTF8Length(cursor_) : 0;
         if (bytes == 0) {
-            bytes = zmblen_5_1(source_->getCodesetHandle(), cursor_,
-                               left > INT_MAX ? INT_MAX : static_cast<int>(left));
+            bytes = zmblen_5_1(handle, cursor_,
+                               static_cast<int>(std::min<std::ptrdiff_t>(left(), INT_MAX)));
         }
         if (bytes <= 0) z_5_1::raise(unit, ZTISMBLenException_5_1());
     }

@@ -29,7 +29,7 @@ public:
     enum Kind : unsigned char {
         other = 0,
         member = 1,    // the byte occurs in the delimiters
-        measured = 2,  // and the end, or begins a character of any length
+        measured = 2,  // must be measured; also the end
     };
 
     Delimiters(char const* bytes, bool bytewise, bool inUTF8) : bytes_(bytes), inUTF8_(inUTF8) {
@@ -67,8 +67,8 @@ private:
     }
 
     bool contains(char const* character, int bytes) const {
-        char terminated[8] = {};
-        std::memcpy(terminated, character, static_cast<std::size_t>(bytes < 8 ? bytes : 7));
+        char terminated[5] = {};  // no codeset has longer characters than 4 bytes
+        std::memcpy(terminated, character, static_cast<std::size_t>(bytes));
         return std::strstr(bytes_, terminated) != nullptr;
     }
 
@@ -79,6 +79,7 @@ private:
 
 // The tokenizer's own, with the string that they are in.
 class ZStringTokenizer_5_1::OwnDelimiters {
+    // Stands first: `set` is made from its bytes and keeps pointing to them.
     std::unique_ptr<ZAbstractMutableString_5_1> const text_;
 
 public:
@@ -111,7 +112,8 @@ ZStringTokenizer_5_1::ZStringTokenizer_5_1(ZAbstractString_5_1 const& source,
     own_.reset(new OwnDelimiters(std::move(text), width_ == 1, inUTF8));
 }
 
-// Delimiters that need no conversion, which there is none of when a codeset has no handle.
+// The default delimiters are in the source's codeset: converting them fails where one has no
+// handle.
 ZStringTokenizer_5_1::ZStringTokenizer_5_1(ZAbstractString_5_1 const& source,
                                            ZAbstractMutableString_5_1& output)
     : ZStringTokenizer_5_1(
@@ -146,14 +148,14 @@ unsigned int ZStringTokenizer_5_1::bytesTo(char const* end) const {
 }
 
 int ZStringTokenizer_5_1::hasMore() {
-    return moveTo(own_->set);
+    return skipDelimiters(own_->set);
 }
 
 int ZStringTokenizer_5_1::hasMore(ZAbstractString_5_1 const& delimiters) {
-    return moveTo(set(delimiters));
+    return skipDelimiters(set(delimiters));
 }
 
-int ZStringTokenizer_5_1::moveTo(Delimiters const& delimiters) {
+int ZStringTokenizer_5_1::skipDelimiters(Delimiters const& delimiters) {
     if (cursor_ == nullptr) return 0;
     cursor_ += bytesTo(delimiters.skip(*source_, cursor_, Delimiters::member));
     return *cursor_ != '\0';
@@ -169,19 +171,19 @@ ZAbstractMutableString_5_1* ZStringTokenizer_5_1::getNext(ZAbstractString_5_1 co
 
 ZAbstractMutableString_5_1* ZStringTokenizer_5_1::take(Delimiters const& delimiters) {
     if (cursor_ == nullptr) return nullptr;
-    moveTo(delimiters);
+    skipDelimiters(delimiters);
     char const* const end = delimiters.skip(*source_, cursor_, Delimiters::other);
-    if (end == nullptr) output_.setChars(cursor_);
-    unsigned int const bytes = bytesTo(end);
+    if (end == nullptr) {
+        output_.setChars(cursor_);
+        z_5_1::raise(unit, ZTISMBLenException_5_1());
+    }
     output_.clear();
     // The rest is counted only while it may be too long for the output.
-    std::size_t const capacity = output_.getCapacity();
-    if (bytesTo(source_->getChars() + source_->getLength()) > capacity) {
-        if (strnlen(cursor_, capacity + 1) > capacity) {
-            output_.bump(static_cast<unsigned int>(std::strlen(cursor_)), 0);
-        }
-    }
-    output_.append(cursor_, bytes);
+    unsigned int const capacity = output_.getCapacity();
+    bool const mayExceed = bytesTo(source_->getChars() + source_->getLength()) > capacity;
+    std::size_t const rest = mayExceed ? std::strlen(cursor_) : 0;
+    if (rest > capacity) output_.bump(static_cast<unsigned int>(rest), 0);
+    output_.append(cursor_, bytesTo(end));
     cursor_ = end;
     return &output_;
 }

@@ -60,7 +60,7 @@ private:
 
     Delimiters set(ZAbstractString_5_1 const& delimiters) const;
     unsigned int bytesTo(char const* end) const;
-    int moveTo(Delimiters const& delimiters);
+    int skipDelimiters(Delimiters const& delimiters);
     ZAbstractMutableString_5_1* take(Delimiters const& delimiters);
 
     char const* cursor_;

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr char const* unit = "src/Z/zhex_dump";
-constexpr int rowBytes = 16;
+constexpr unsigned int rowBytes = 16;
 
 pthread_once_t once = PTHREAD_ONCE_INIT;
 ZLock_5_1* dumpLock = nullptr;  // stays null when it cannot be made
@@ -50,10 +50,10 @@ private:
 };
 
 // 1 to 16 bytes; a row that is not full has blanks up to its characters.
-void writeRow(FILE* stream, int offset, unsigned char const* data, int count) {
+void writeRow(FILE* stream, unsigned int offset, unsigned char const* data, unsigned int count) {
     char characters[rowBytes + 1] = {};
-    std::fprintf(stream, "\n%4.4x ", static_cast<unsigned int>(offset));
-    for (int i = 0; i < rowBytes; ++i) {
+    std::fprintf(stream, "\n%4.4x ", offset);
+    for (unsigned int i = 0; i < rowBytes; ++i) {
         if (i % 8 == 0) std::fputc(' ', stream);
         if (i < count) {
             std::fprintf(stream, " %02x", data[i]);
@@ -70,16 +70,13 @@ void writeRow(FILE* stream, int offset, unsigned char const* data, int count) {
 extern "C" int zhex_dump_5_1(FILE* stream, int length, unsigned char const* data,
                              char const* title) {
     if (stream == nullptr) stream = stderr;
-    if (data == nullptr) length = 0;
+    unsigned int const bytes =
+        data == nullptr || length < 0 ? 0U : static_cast<unsigned int>(length);
     pthread_once(&once, makeLock);
     Hold hold(dumpLock);
     if (title != nullptr) std::fprintf(stream, "\n\t%s\n", title);
-    for (int at = 0; at < length;) {
-        int const count = std::min(rowBytes, length - at);
-        writeRow(stream, at, data + at, count);
-        if (length - at <= rowBytes) break;
-        at += rowBytes;
-    }
+    for (unsigned int at = 0; at < bytes; at += rowBytes)
+        writeRow(stream, at, data + at, std::min(rowBytes, bytes - at));
     std::fputc('\n', stream);
     return hold.release();
 }

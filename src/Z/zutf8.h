@@ -6,7 +6,7 @@
 namespace z_5_1 {
 
 // 2 or 3 for a character at `p` whose bytes after the first may be any continuation; 0 for all
-// others, valid or not, which are left to zmblen_5_1(). Ends at a terminator.
+// others, valid or not, which are left to zmblen_5_1(). Reads nothing behind a NUL.
 inline int plainUTF8Length(char const* p) {
     auto const byte = [p](int at) { return static_cast<unsigned char>(p[at]); };
     auto const continues = [&byte](int at) { return (byte(at) & 0xC0) == 0x80; };
