@@ -14,21 +14,23 @@
 // 1. A record that the first stage has left is sound: its type has a renderer, its argument numbers
 //    have slots, and its numbers are between 0 and INT_MAX.
 // 2. No argument is fetched before the whole format has been found right, and each exactly once.
-// Its
-//    slot holds what its users declared, for all of them fetch the same.
-// 3. Ten records and ten slots lie in the context; only larger formats allocate. Whatever way a
-// parse
-//    ends, zvsnprintf_done_5_1 frees it all, any number of times.
+//    Its slot holds what its users declared, for all of them fetch the same.
+// 3. Ten records and ten slots lie in the context. The slots are counted from 0 and the arguments
+//    from 1, so they hold nine. More of either, and floating texts above 512 bytes, go to the heap.
+//    However a parse ends, zvsnprintf_done_5_1 frees what it allocated, any number of times.
 // 4. A renderer returns the length of its whole text and writes as much of it as there is room for,
-//    never more. So measuring is writing into no room, and both give the same number.
+//    never more. So measuring is writing into no room, and both give the same number. Wide text
+//    stops at a whole character and fills the room that is left with zeros.
 // 5. Lengths are added up in 64 bits and compared with INT_MAX after each directive. Padding is
 //    written in blocks and only as far as there is room: a width of two thousand million is quick.
-// 6. Floating values are converted by the C library, at a precision at which every value is exact;
-//    the width and zeros beyond that precision are added here.
+// 6. Floating values are converted by the C library, at the precision asked for, but at most at the
+//    one beyond which only zeros follow; the width and those zeros are added here.
 //
-// What it does not do: it takes no lock, keeps nothing between calls, does not check that the
-// arguments are what the format says (as in C, nobody can), and does not interpret multibyte text
-// but for the two wide conversions: a precision of "%s" counts bytes and may cut a character.
+// What it does not do: it keeps nothing between calls but the codeset handle, takes no lock of its
+// own once that is made (malloc and snprintf, where they are called, have theirs), does not check
+// that the arguments are what the format says (as in C, nobody can), and does not interpret
+// multibyte text but for the two wide conversions: a precision of "%s" counts bytes and may cut a
+// character.
 #include "zsnprintf.h"
 
 #include "zraise.h"
@@ -36,6 +38,7 @@
 
 namespace {
 
+// As zvsnprintf_done_5_1 asks too; but its call, seldom needed, is a twentieth of printing a "%d".
 bool ownsMemory(zvsnprintf_context_5_1 const& context) {
     return context.directives != context.own_directives ||
            context.arguments != context.own_arguments;

@@ -4,6 +4,8 @@
    zsnprintf_5_1(buf, size, format, ...) writes at most `size` bytes, the terminator among them, and
    returns the length that the whole text has; with a size of 0 or less, or no buffer, it only
    measures. The text is in the local codeset (ztisutil.h) and follows the locale's decimal point.
+   Where there is no handle of that codeset, each call reports it to standard error and takes plain
+   ASCII instead: only C and S with other characters fail then.
 
    -1 is the one failure: a format or its argument numbers are wrong, memory is out, a wide
    character has no form in the codeset, or the text is longer than an int can say. Nothing is
@@ -12,14 +14,14 @@
 
    A directive is % [n$] flags [width] [.precision] [length] conversion, as in C, but:
 
-   - lengths are h, l, and ll, L or q, which are one; hh, j, z and t are wrong, and so are %n, %a,
-   %F and h or l before e, f, g: "%lf" is not "%f". (So the compiler's own check of printf formats
-   is not asked for here.) Before c, C, s, S, p and % a length means nothing;
+   - lengths are h, l, and ll, L or q, which are one; hh, j, z and t are wrong, and so are %a, %F
+     and %n, and h or l before e, f, g: "%lf" is not "%f". (So the compiler's own check of printf
+     formats is not asked for here.) Before c, C, s, S, p and % a length means nothing;
    - C and S take 16-bit characters and strings, whatever the length; a surrogate has no form;
-   - any precision, also one that is not given after its point, turns the flag 0 off, for floating
-     values too; a second 0 begins the width; zeros pad numbers only, and on the left only;
+   - any precision, also a point alone, turns the flag 0 off, for floating values too; a second
+     0 begins the width; zeros pad numbers only, and on the left only;
    - "#" writes 0x before a zero too, but outside of its width; an octal zero of no digits stays so;
-   - p is "#0" in hexadecimal, and without digits for null; a null string is empty;
+   - p is "#0" in hexadecimal; null has no digits but those of a precision; a null string is empty;
    - a value may be numbered and its neighbours not: those without a number take the arguments from
      the first one on. All uses of an argument must fetch the same: an int, a long, a long long, a
      pointer, a double or a long double. Every argument up to the highest number must be used. */
@@ -125,7 +127,8 @@ typedef struct zvsnprintf_context_5_1 {
     zvsnprintf_argument_5_1 own_arguments[ZPRINTF_IN_PLACE];
 } zvsnprintf_context_5_1;
 
-/* Parses the format and fetches every argument. 0; -1 as above: then there is nothing to render. */
+/* Parses the format and fetches every argument; a null codeset stands for ASCII. 0; -1 as above:
+   then there is nothing to render. */
 Z_API int zvsnprintf_parse_5_1(zvsnprintf_context_5_1* context, void* codeset, char const* format,
                                va_list args);
 /* Renders the parsed format, as often as wanted; returns as zsnprintf_5_1. */

@@ -34,36 +34,52 @@ using Arguments = std::decay_t<va_list>;
 
 enum Length : unsigned { noLength, lengthShort, lengthLong, lengthLongLong };
 
+// The types of a conversion; below 0 where the length is wrong.
+struct Types {
+    short byLength[4];
+};
+
+constexpr Types always(short type) {
+    return {{type, type, type, type}};
+}
+constexpr Types signedTypes = {
+    {ZPRINTF_INT_SIGNED, ZPRINTF_SHORT_SIGNED, ZPRINTF_LONG_SIGNED, ZPRINTF_LONG_LONG_SIGNED}};
+constexpr Types unsignedTypes = {{ZPRINTF_INT_UNSIGNED, ZPRINTF_SHORT_UNSIGNED,
+                                  ZPRINTF_LONG_UNSIGNED, ZPRINTF_LONG_LONG_UNSIGNED}};
+constexpr Types exponentTypes = {{ZPRINTF_EXPONENT, -1, -1, ZPRINTF_LONG_EXPONENT}};
+constexpr Types fixedTypes = {{ZPRINTF_FIXED, -1, -1, ZPRINTF_LONG_FIXED}};
+constexpr Types generalTypes = {{ZPRINTF_GENERAL, -1, -1, ZPRINTF_LONG_GENERAL}};
+
 struct Conversion {
     char letter;
-    short types[4];  // by Length; below 0 where the length is wrong
+    Types types;
     unsigned flags;
 };
 
 constexpr Conversion conversions[] = {
-    {'%', {19, 19, 19, 19}, ZPRINTF_NO_ARGUMENT},
-    {'c', {0, 0, 0, 0}, 0},
-    {'C', {1, 1, 1, 1}, 0},
-    {'s', {2, 2, 2, 2}, 0},
-    {'S', {3, 3, 3, 3}, 0},
-    {'d', {6, 4, 8, 10}, 0},
-    {'i', {6, 4, 8, 10}, 0},
-    {'o', {7, 5, 9, 11}, ZPRINTF_OCTAL},
-    {'u', {7, 5, 9, 11}, 0},
-    {'x', {7, 5, 9, 11}, ZPRINTF_LOWER_HEXADECIMAL},
-    {'X', {7, 5, 9, 11}, ZPRINTF_UPPER_HEXADECIMAL},
-    {'p', {12, 12, 12, 12}, ZPRINTF_LOWER_HEXADECIMAL | ZPRINTF_ALTERNATE | ZPRINTF_ZERO},
-    {'e', {13, -1, -1, 16}, 0},
-    {'E', {13, -1, -1, 16}, ZPRINTF_UPPER_FLOATING},
-    {'f', {14, -1, -1, 17}, 0},
-    {'g', {15, -1, -1, 18}, 0},
-    {'G', {15, -1, -1, 18}, ZPRINTF_UPPER_FLOATING},
+    {'%', always(ZPRINTF_PERCENT), ZPRINTF_NO_ARGUMENT},
+    {'c', always(ZPRINTF_CHARACTER), 0},
+    {'C', always(ZPRINTF_WIDE_CHARACTER), 0},
+    {'s', always(ZPRINTF_STRING), 0},
+    {'S', always(ZPRINTF_WIDE_STRING), 0},
+    {'d', signedTypes, 0},
+    {'i', signedTypes, 0},
+    {'o', unsignedTypes, ZPRINTF_OCTAL},
+    {'u', unsignedTypes, 0},
+    {'x', unsignedTypes, ZPRINTF_LOWER_HEXADECIMAL},
+    {'X', unsignedTypes, ZPRINTF_UPPER_HEXADECIMAL},
+    {'p', always(ZPRINTF_POINTER), ZPRINTF_LOWER_HEXADECIMAL | ZPRINTF_ALTERNATE | ZPRINTF_ZERO},
+    {'e', exponentTypes, 0},
+    {'E', exponentTypes, ZPRINTF_UPPER_FLOATING},
+    {'f', fixedTypes, 0},
+    {'g', generalTypes, 0},
+    {'G', generalTypes, ZPRINTF_UPPER_FLOATING},
 };
 
 // The conversions by their letters; all others have no type.
 struct ConversionTable {
     constexpr ConversionTable() : entries() {
-        for (Conversion& entry : entries) entry = {0, {-1, -1, -1, -1}, 0};
+        for (Conversion& entry : entries) entry = {'\0', always(-1), 0};
         for (Conversion const& entry : conversions) {
             entries[static_cast<unsigned char>(entry.letter)] = entry;
         }
@@ -141,7 +157,8 @@ bool Parser::parse() {
     return true;
 }
 
-// To the next % or the end. Most literals are short; a long one is left to the C library.
+// To the next % or the end. Most literals are short: a call would cost more than it saves. A long
+// one is left to the C library.
 void Parser::skipLiteral() {
     for (int i = 0; i < 16; ++i, ++at_) {
         if (*at_ == '%' || *at_ == '\0') return;
@@ -172,7 +189,9 @@ bool Parser::parseDirective(Directive& d) {
     d.value = 0;
     d.width = 0;
     d.precision = 0;
-    if (*at_ < 'A') {  // there are no letters before the length
+    // There are no letters before the length. Bytes above 0x7F, below 0 as a char, may come in:
+    // none of what follows takes them, and they are no conversion.
+    if (*at_ < 'A') {
         if (!parsePosition(d)) return false;
         if ((d.flags & ZPRINTF_WIDTH) == 0) {
             parseFlags(d);
@@ -271,7 +290,7 @@ bool Parser::parseStar(Directive& d, int& number, unsigned numberedFlag) {
 
 // Another length letter behind this one is no conversion and found wrong as such.
 Length Parser::parseLength(Directive& d) {
-    if (conversionOf(*at_).types[noLength] >= 0) return noLength;  // nearly always
+    if (conversionOf(*at_).types.byLength[noLength] >= 0) return noLength;  // nearly always
     switch (*at_) {
         case 'h':
             ++at_;
@@ -295,7 +314,7 @@ Length Parser::parseLength(Directive& d) {
 
 bool Parser::parseConversion(Directive& d, Length length) {
     Conversion const& conversion = conversionOf(*at_);
-    d.type = conversion.types[length];
+    d.type = conversion.types.byLength[length];
     if (d.type < 0) return false;
     ++at_;
     d.flags |= conversion.flags;

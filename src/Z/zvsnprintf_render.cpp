@@ -35,7 +35,8 @@ bool has(Directive const& d, unsigned flag) {
 
 // ---- output ----
 
-// A copy of few bytes is made here: two that may overlap cover it.
+// A copy of few bytes is made here, for a call costs more than that: two parts that may overlap
+// cover it.
 inline void copyBytes(char* to, char const* from, std::size_t size) {
     if (size > 16) {
         std::memcpy(to, from, size);
@@ -285,7 +286,7 @@ struct Number {
 struct Grouped {
     explicit Grouped(std::uint64_t value)
         : size(std::snprintf(text, sizeof text, "%'llu", static_cast<unsigned long long>(value))) {}
-    char text[256] = {};  // 20 digits and 19 separators
+    char text[256];  // 20 digits and 19 separators
     int size;
 };
 
@@ -333,14 +334,16 @@ constexpr unsigned formFlags =
     ZPRINTF_ALTERNATE | ZPRINTF_LEFT | ZPRINTF_ZERO | ZPRINTF_BLANK | ZPRINTF_SIGN | ZPRINTF_GROUP |
     ZPRINTF_WIDTH | ZPRINTF_WIDTH_ARGUMENT | ZPRINTF_PRECISION | ZPRINTF_PRECISION_ARGUMENT;
 
-// Digits alone, where there is room for them; else `failed`, and nothing is written.
+constexpr Length notPlain = -1;
+
+// Digits alone, where there is room for them; else `notPlain`, and nothing is written.
 inline Length tryPlain(Output out, Directive const& d, std::uint64_t value, Radix radix,
                        bool isNegative) {
-    if (has(d, formFlags)) return failed;
+    if (has(d, formFlags)) return notPlain;
     int const count = countDigits(value, radix);
     Length const length = count + (isNegative ? 1 : 0);
     char* const place = out.take(length);
-    if (place == nullptr) return failed;
+    if (place == nullptr) return notPlain;
     *place = '-';
     writeDigits(place + length, value, radix);
     return length;
@@ -362,7 +365,7 @@ Length renderSigned(Output out, Directive const& d, Argument const* arguments, t
     std::uint64_t const bits = static_cast<std::uint64_t>(value);
     std::uint64_t const magnitude = isNegative ? 0 - bits : bits;
     Length const length = tryPlain(out, d, magnitude, decimal, isNegative);
-    return length >= 0 ? length : renderInField(out, d, arguments, magnitude, isNegative);
+    return length != notPlain ? length : renderInField(out, d, arguments, magnitude, isNegative);
 }
 
 // 0x stands before a zero too, but is not counted there.
@@ -384,7 +387,7 @@ template <class Unsigned>
 Length renderUnsigned(Output out, Directive const& d, Argument const* arguments, tis_cs const*) {
     std::uint64_t const value = static_cast<Unsigned>(arguments[d.value].integer);
     Length const length = tryPlain(out, d, value, radixOf(d), false);
-    if (length >= 0) return length;
+    if (length != notPlain) return length;
     Field const field(d, arguments);
     return renderMagnitude(out, d, field, value, field.precision < 0 ? 1 : field.precision);
 }
@@ -398,6 +401,13 @@ Length renderPointer(Output out, Directive const& d, Argument const* arguments, 
 }
 
 // ---- floating values ----
+
+enum Form { exponentForm, fixedForm, generalForm };
+
+// Of a double and of a long double alike.
+Form formOf(Directive const& d) {
+    return static_cast<Form>((d.type - ZPRINTF_EXPONENT) % 3);
+}
 
 // "%" flags "." precision length letter
 struct CFormat {
@@ -416,7 +426,7 @@ struct CFormat {
             writeDigits(at, value, decimal);
         }
         if (isLong) *at++ = 'L';
-        *at++ = (has(d, ZPRINTF_UPPER_FLOATING) ? "EFG" : "efg")[(d.type - ZPRINTF_EXPONENT) % 3];
+        *at++ = (has(d, ZPRINTF_UPPER_FLOATING) ? "EFG" : "efg")[formOf(d)];
         *at = '\0';
     }
     char text[24];
@@ -442,7 +452,8 @@ public:
         if (size_ < static_cast<int>(sizeof own_)) return;
         std::size_t const needed = static_cast<std::size_t>(size_) + 1;
         text_ = static_cast<char*>(std::malloc(needed));
-        size_ = text_ == nullptr ? -1 : printC(text_, needed, format, value);
+        // Another thread may have set a locale of shorter or longer texts in the meantime.
+        size_ = text_ == nullptr ? -1 : std::min(size_, printC(text_, needed, format, value));
     }
     CText(CText const&) = delete;
     CText& operator=(CText const&) = delete;
@@ -495,7 +506,7 @@ Length renderFloating(Output out, Directive const& d, Field const& field, Real v
     CText const text(CFormat(d, isLong, static_cast<int>(precision)), value);
     if (text.size() < 0) return failed;
     bool const isNumber = std::isfinite(value);
-    bool const keepsZeros = (d.type - ZPRINTF_EXPONENT) % 3 != 2 || has(d, ZPRINTF_ALTERNATE);
+    bool const keepsZeros = formOf(d) != generalForm || has(d, ZPRINTF_ALTERNATE);
     Length const zeros = isNumber && keepsZeros ? std::max<Length>(field.precision - most, 0) : 0;
     return putFloating(out, d, field, text, zeros, isNumber);
 }
