@@ -287,7 +287,7 @@ std::vector<Difference> const& differences() {
         {nullptr, DIFFERENT("0x|(nil)", "%p", null)},
         {nullptr, DIFFERENT("|(null)", "%s", null)},
         // A percent sign has a width.
-        {nullptr, DIFFERENT("  %|%", "%3%")},
+        {nullptr, DIFFERENT("  %7|%7", "%3%%d", 7)},
         // Some lengths and conversions are wrong, and arguments left out: see RefusesFormats.
         {nullptr, DIFFERENT("-1|2.5", "%.1lf", 2.5)},
     };
