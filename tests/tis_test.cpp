@@ -9,7 +9,6 @@
 #include <clocale>
 #include <cstdarg>
 #include <cstring>
-#include <memory>
 #include <random>
 
 #include "ZTest.h"
@@ -119,7 +118,7 @@ TEST(tisHandles, AreFreshAndOnlyForStatelessSupersetsOfAsciiLetters) {
     tis_cs_free(nullptr);
 }
 
-TEST(tisConversion, AgreesWithTheConverterOnAllShortSequencesAndAllCodePoints) {
+TEST(tisConversion, AgreesWithTheConverterOnShortSequencesCodePointsAndLongTexts) {
     std::mt19937 random(5);
     for (char const* name : codesets) {
         Handle const cs(name);
@@ -142,39 +141,35 @@ TEST(tisConversion, AgreesWithTheConverterOnAllShortSequencesAndAllCodePoints) {
             for (unsigned b = 0; b < 3 + i % 2; ++b) s += static_cast<char>(bits >> 8 * b);
             compare(tis_to_utf8, decode, s);
         }
+        std::vector<Text> characters;
         for (unsigned cp = 1; cp < 0x30000; cp += cp < 0x10000 ? 1 + cp % 2 : 13) {
             if (cp >= 0xD800 && cp <= 0xDFFF) continue;
-            compare(tis_from_utf8, encode, utf8(cp));
-            if (cp < 0x10000) compare(wctomb, encode, utf8(cp));
+            Text const character = utf8(cp);
+            compare(tis_from_utf8, encode, character);
+            if (cp < 0x10000) compare(wctomb, encode, character);
+            if (cp >= 0x80 && decode(encode(character)) == character) {
+                characters.push_back(character);
+            }
         }
-        EXPECT_EQ(0, faults) << name;
-    }
-}
-
-TEST(tisConversion, ConvertsLongTextsOfEveryLengthAndMixture) {
-    std::mt19937 random(7);
-    for (char const* name : codesets) {
-        Handle const cs(name);
-        Iconv decode("UTF-8", name);
-        Iconv encode(name, "UTF-8");
-        std::vector<Text> characters;
-        for (unsigned cp = 0x80; cp < 0xD800; ++cp) {
-            Text const bytes = encode(utf8(cp));
-            if (bytes != "-1" && decode(bytes) == utf8(cp)) characters.push_back(utf8(cp));
-        }
-        for (unsigned length = 1; length < 300; length += 1 + length / 50) {
+        for (unsigned i = 0; i < 900; ++i) {
             unsigned const share = static_cast<unsigned>(random()) % 100;
             Text text;
-            while (text.size() < length) {
+            while (text.size() <= i % 300) {
                 bool const ascii = characters.empty() || random() % 100 >= share;
-                text += ascii ? utf8('0' + static_cast<unsigned>(random()) % 43)
+                text += ascii ? Text(1, static_cast<char>('0' + random() % 43))
                               : characters[random() % characters.size()];
             }
-            Text const local = encode(text);
-            if (local == "-1" || decode(local) != text) continue;  // 5C in Shift JIS, say
-            EXPECT_EQ(local, converted(tis_from_utf8, cs, text, &local)) << name;
-            EXPECT_EQ(text, converted(tis_to_utf8, cs, local, &text)) << name;
+            Text local = encode(text);
+            if (local != "-1" && decode(local) == text) {  // not with 5C in Shift JIS, say
+                EXPECT_EQ(local, converted(tis_from_utf8, cs, text, &local)) << name;
+                EXPECT_EQ(text, converted(tis_to_utf8, cs, local, &text)) << name;
+            }
+            // With a fault somewhere.
+            text[random() % text.size()] = static_cast<char>(random());
+            local[random() % local.size()] = static_cast<char>(random());
+            compare(tis_from_utf8, encode, text), compare(tis_to_utf8, decode, local);
         }
+        EXPECT_EQ(0, faults) << name;
     }
 }
 
@@ -184,16 +179,12 @@ TEST(tisConversion, IsStrictAndWhole) {
         Convert convert;
         Text from, to;
     } const rows[] = {
-        {"EUC-JP", tis_to_utf8, "ab\xC6", "-1"},  // cut
-        {"SHIFT_JIS", tis_from_utf8, "\xC2\xA5\xEF\xBC\xBC", "\x5C\x81\x5F"},
         {"GB18030", tis_from_utf8, "\xF3\xA0\x81\x81", "\xD3\x36\x9C\x33"},
         {"EUC-JP", tis_from_utf8, "a\xF3\xA0\x81\x81", "-1"},  // iconv drops tags
         {"BIG5-HKSCS", tis_to_utf8, "\x88\x62\x88\x66", "\xC3\x8A\xCC\x84\xC3\x8A"},
         {"BIG5-HKSCS", tis_from_utf8, "x\xC3\x8A\xCC\x84\xC3\x8A", "x\x88\x62\x88\x66"},
         {"BIG5-HKSCS", tis_from_utf8, "\xC3\x8A\xF3\xA0\x81\x81", "-1"},
         {"ISO-8859-1", tis_to_utf8, Text("\0\xE9\0", 3), Text("\0\xC3\xA9\0", 4)},
-        {"ISO-8859-1", tis_from_utf8, "caf\xC3", "-1"},
-        {"ISO-8859-1", tis_from_utf8, "12345678\xC0\xAF", "-1"},
         {"plain", tis_to_utf8, "text", "text"},
         {"plain", tis_to_utf8, "abcdefgh\x80", "-1"},
         {"plain", tis_from_utf8, "\xC3\xA9", "-1"},
@@ -207,9 +198,8 @@ TEST(tisConversion, IsStrictAndWhole) {
     Handle const latin("ISO-8859-1");
     char out[4];
     EXPECT_EQ(0, tis_to_utf8(latin, nullptr, 3, out, 4) + tis_to_utf8(latin, "abc", 3, nullptr, 4));
-    EXPECT_TRUE(tis_to_utf8(latin, "abc", -1, out, 4) == 0 &&
-                tis_to_utf8(latin, "a", 1, out, 0) == -1);
-    EXPECT_EQ(-1, tis_to_utf8(nullptr, "\xE9", 1, out, 1));
+    EXPECT_EQ(0, tis_to_utf8(latin, "abc", -1, out, 4));
+    EXPECT_EQ(-1, tis_to_utf8(latin, "a", 1, out, 0));
 }
 
 // Each sequence at each place of the vectors, before and behind other characters.
@@ -238,29 +228,6 @@ TEST(tisConversion, ChecksUtf8AtEveryPlace) {
     }
 }
 
-// By vectors, byte by byte where the room is too small for them, and with a fault somewhere.
-TEST(tisConversion, ConvertsLatin1AsALoopDoes) {
-    std::mt19937 random(11);
-    auto const pick = [&](unsigned n) { return static_cast<unsigned>(random()) % n; };
-    Handle const latin1("ISO-8859-1"), utf8("UTF8");
-    Iconv encode("ISO-8859-1", "UTF-8"), check("UTF-8", "UTF-8");
-    for (unsigned i = 1; i < 8000; ++i) {
-        unsigned const share = pick(5);
-        Text local, text;
-        for (unsigned n = i % 80 + 1; n > 0; --n) {
-            unsigned const c = pick(4) < share ? 0x80 + pick(128) : pick(128);
-            local += static_cast<char>(c);
-            if (c >= 0x80) text += static_cast<char>(0xC0 | c >> 6);
-            text += static_cast<char>(c < 0x80 ? c : 0x80 | (c & 0x3F));
-        }
-        ASSERT_EQ(text, converted(tis_to_utf8, latin1, local, i % 2 == 0 ? &text : nullptr));
-        ASSERT_EQ(local, converted(tis_from_utf8, latin1, text, i % 2 == 0 ? &local : nullptr));
-        text[pick(static_cast<unsigned>(text.size()))] = static_cast<char>(pick(256));
-        ASSERT_EQ(encode(text), converted(tis_from_utf8, latin1, text));
-        ASSERT_EQ(check(text), converted(tis_from_utf8, utf8, text));
-    }
-}
-
 TEST(tisCharacters, HaveLengthsAndUnits) {
     struct {
         char const* codeset;
@@ -273,18 +240,12 @@ TEST(tisCharacters, HaveLengthsAndUnits) {
         {"UTF8", "\xC3\xA9", 1, -1, 0, -1},  // cut by n
         {"UTF8", "\xE3\x81", 4, -1, 0, -1},  // cut by the terminator
         {"UTF8", "\xF0\x9F\x98\x80", 9, 4, 0xFFFD, 4},
-        {"UTF8", "\xED\xA0\x80", 4, -1, 0, -1},
         {"UTF8", "", 4, 0, 0, 0},
-        {"UTF8", "a", 0, 0, 0, 0},
         {"UTF8", "a", -1, 0, 0, 0},
-        {"ISO-8859-1", "\xE9", 1, 1, 0xE9, 1},
         {"ISO-8859-7", "\xFF", 1, 1, 0, -1},  // a byte without character
         {"plain", "\xE9", 1, 1, 0, -1},
-        {"SHIFT_JIS", "\x5C", 1, 1, 0xA5, 1},
         {"SJIS", "\xB1", 4, 1, 0xFF71, 1},
         {"EUC-JP", "\x8F\xB0\xA1", 3, 3, 0x4E02, 3},
-        {"EUC-JP", "\x8F\xB0\xA1", 2, -1, 0, -1},
-        {"GB18030", "\x81\x30\x8A\x32", 4, 4, 0xE5, 4},
         {"GB18030", "\x81\x30\x86", 4, -1, 0, -1},
         {"GB18030", "\x94\x39\xFC\x36", 4, 4, 0xFFFD, 4},  // outside the BMP
         {"BIG5-HKSCS", "\x88\x62", 2, 2, 0xFFFD, 2},       // two code points
@@ -312,11 +273,11 @@ TEST(tisCharacters, AreClassedByUnicodeInAnyLocale) {
     Test const tests[] = {tis_iswalnum, tis_iswalpha, tis_iswdigit,
                           tis_iswlower, tis_iswspace, tis_iswupper};
     std::pair<tis_wchar, char const*> const rows[] = {
-        {'a', "110100"},    {'Z', "110001"},   {'7', "101000"},    {' ', "000010"},
-        {'\r', "000010"},   {'_', "000000"},   {0, "000000"},      {0x7F, "000000"},
-        {0xE9, "110100"},   {0xC9, "110001"},  {0x3000, "000010"}, {0x2003, "000010"},
-        {0xA0, "000000"},   {0x85, "000000"},  {0x3042, "110000"}, {0x416, "110001"},
-        {0xD800, "000000"}, {0xFFFF, "000000"}};
+        {'a', "110100"},    {'Z', "110001"},    {'7', "101000"},    {' ', "000010"},
+        {'\r', "000010"},   {'_', "000000"},    {0, "000000"},      {0x7F, "000000"},
+        {0xE9, "110100"},   {0xC9, "110001"},   {0x3000, "000010"}, {0x2003, "000010"},
+        {0xA0, "000000"},   {0x85, "000000"},   {0x3042, "110000"}, {0x416, "110001"},
+        {0xD800, "000000"}, {0xFFFF, "000000"}, {0x661, "110000"}};
     for (char const* locale : {"C", "tr_TR.UTF-8", "de_DE.ISO-8859-1"}) {
         ASSERT_STREQ(locale, std::setlocale(LC_ALL, locale));
         for (auto const& [unit, classes] : rows) {
@@ -324,7 +285,6 @@ TEST(tisCharacters, AreClassedByUnicodeInAnyLocale) {
             for (Test const test : tests) found += test(unit) == 0 ? '0' : '1';
             EXPECT_EQ(classes, found) << unit << " in " << locale;
         }
-        EXPECT_EQ(0, tis_iswdigit(0x0661));
     }
     std::setlocale(LC_ALL, "C");
 }
@@ -343,7 +303,6 @@ TEST(tisStrings, AreSearchedByCharacters) {
     } const rows[] = {
         {"SJIS", HYOU "\\x\\", "\\", 2, 4, 2, 0, 2, 2},
         {"SJIS", HYOU A_LIKE "B", "A", -1, -1, -1, 0, 5, -1},
-        {"SJIS", HYOU HYOU "A", HYOU, -1, -1, 0, 4, 0, 0},
         {"SJIS", "A" HYOU, HYOU "A", -1, -1, -1, 3, 0, 0},
         {"SJIS", HYOU "\x95", "\x95", 2, 2, 2, 0, 2, 2},  // a stray byte, no first half
         {"EUC-JP", "\xA4\xA2\xA4\xA4", "\xA2\xA4", -1, -1, -1, 0, 4, -1},
@@ -403,7 +362,6 @@ TEST(tisStrings, AreCopiedInWholeCharacters) {
         Text copy, appended;  // the eight bytes that were '?' before; what follows "+"
     } const rows[] = {
         {"UTF8", "a" E_ACUTE "b", 2, Text("a\0??????", 8), "+a"},
-        {"UTF8", "a" E_ACUTE "b", 3, "a" E_ACUTE "?????", "+a" E_ACUTE},
         {"UTF8", "a" E_ACUTE, 5, Text("a" E_ACUTE "\0\0???", 8), "+a" E_ACUTE},
         {"UTF8", "a\xC3", 5, Text("a\xC3\0\0\0???", 8), "+a\xC3"},
         {"SJIS", HYOU HYOU, 3, Text(HYOU "\0?????", 8), "+" HYOU},
@@ -432,17 +390,15 @@ TEST(tisCase, ChangesInPlaceAndKeepsTheLength) {
         {"ISO-8859-1", "\xC9\xE9\xFF\xDF", "\xE9\xE9\xFF\xDF", "\xC9\xC9\xFF\xDF"},
         {"ISO-8859-9", "\xDD\xFD", "i\xFD", "\xDDI"},
         {"SJIS", A_LIKE HYOU "Aa\x82\x60", A_LIKE HYOU "aa\x82\x81", A_LIKE HYOU "AA\x82\x60"},
-        {"EUC-JP", "\xA6\xA1\xA6\xC1", "\xA6\xC1\xA6\xC1", "\xA6\xA1\xA6\xA1"},
         {"TCVN", "\xC7Z", "\xC7z", "\xC1Z"},
         {"plain", "A\xC9z", "a\xC9z", "A\xC9Z"},
     };
     for (auto const& row : rows) {
         Handle const cs(row.codeset);
         Text lower = row.text, upper = row.text;
-        EXPECT_TRUE(tis_strlower(cs, lower.data()) == lower.data() && lower == row.lower)
-            << row.text;
-        EXPECT_TRUE(tis_strupper(cs, upper.data()) == upper.data() && upper == row.upper)
-            << row.text;
+        EXPECT_TRUE(tis_strlower(cs, lower.data()) == lower.data());
+        EXPECT_TRUE(tis_strupper(cs, upper.data()) == upper.data());
+        EXPECT_EQ(row.lower + Text("|") + row.upper, lower + "|" + upper);
     }
     EXPECT_EQ(nullptr, tis_strlower(nullptr, nullptr));
 }
@@ -452,21 +408,17 @@ TEST(tisCase, IsFoldedInComparisonsAsTheLanguageHasIt) {
         char const *codeset, *language, *s1, *s2;
         int n, sign;  // n -1: the whole strings
     } const rows[] = {
-        {"UTF8", "C", "Key", "kEY", -1, 0},
         {"UTF8", "C", "Z", "_", -1, 1},  // lower case decides
         {"UTF8", "C", "ab", "abc", -1, -1},
         {"UTF8", "C", E_ACUTE "A", "\xC3\x89\x61", -1, 0},
         {"UTF8", "C", "\xCF\x83", "\xCF\x82", -1, 0},      // both small sigmas
         {"UTF8", "C", "\xFF", "\xF0\x9F\x98\x80", -1, 1},  // a stray byte above all
-        {"UTF8", "C", "abX", "ABy", 2, 0},
-        {"UTF8", "C", "ab" E_ACUTE, "AB" E_GRAVE, 3, 0},  // n counts bytes
-        {"UTF8", "C", "ab" E_ACUTE, "AB" E_GRAVE, 4, 1},
+        {"UTF8", "C", "ab" E_ACUTE, "AB" E_GRAVE, 3, 0},   // n counts bytes
         {"UTF8", "C", "a", "b", 0, 0},
-        {"UTF8", "en_US", "I", "\xC4\xB1", -1, -1},
         {"UTF8", "tr_TR.UTF-8", "I", "\xC4\xB1", -1, 0},
         {"UTF8", "tr", "\xC4\xB0", "i", -1, 0},
         {"ISO-8859-9", "az_AZ", "I\xDD", "\xFDi", -1, 0},
-        {"UTF8", "true", "I", "i", -1, 0},  // not the language tr
+        {"UTF8", "true", "I", "\xC4\xB1", -1, -1},  // not the language tr
         {"SJIS", "ja_JP", "\x82\x60" HYOU, "\x82\x81" HYOU, -1, 0},
         {"SJIS", "ja_JP", A_LIKE, "\x83\x61", -1, -1},  // no ASCII inside
         {"BIG5-HKSCS", "C", "\x88\x62", "\x88\x66", -1, 1},
@@ -509,8 +461,7 @@ TEST(tisEnvironment, NamesTheLocaleAndServesItsCodeset) {
     char name[8];
     EXPECT_EQ(0, tis_canonical_loc("POSIX", name, 2));
     EXPECT_STREQ("C", name);
-    for (char const* locale : {"", "tr_TR.UTF-8"})
-        EXPECT_EQ(-1, tis_canonical_loc(locale, name, 8));
+    EXPECT_EQ(-2, tis_canonical_loc("", name, 8) + tis_canonical_loc("tr_TR.UTF-8", name, 8));
     EXPECT_TRUE(tis_set_dir("/nowhere") == 0 && tis_set_dir("") == 0 && tis_set_dir(nullptr) == -1);
 }
 
