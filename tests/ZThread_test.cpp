@@ -7,10 +7,6 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
-#include <cstdlib>
-#include <memory>
-#include <thread>
-#include <vector>
 
 #include "FailingCalls.h"
 #include "Stress.h"
@@ -61,8 +57,8 @@ struct Sleeper : ZSleeperThread_5_1 {
 
 void expectRefused(ZThread_5_1& thread, int rc,
                    void (ZThread_5_1::*call)() = &ZThread_5_1::waitForExit) {
-    auto const is = [rc](auto& e) { EXPECT_TRUE(e.code() == 20 && e.rc() == rc) << e.rc(); };
-    ztest::expectThrow<ZThreadException_5_1>([&] { (thread.*call)(); }, is);
+    auto const e = ztest::caught<ZThreadException_5_1>([&] { (thread.*call)(); });
+    EXPECT_TRUE(e.code() == 20 && e.rc() == rc) << e.rc();
 }
 
 TEST(ZThread, IsJoinedOnceForEachStart) {
@@ -90,8 +86,7 @@ TEST(ZThread, IsJoinedOnceForEachStart) {
     ended = 0;
     detached.start();
     detached.waitForExit();
-    EXPECT_EQ(ended, 0) << "nothing was waited for";
-    EXPECT_NE(detached.getPThreadID(), 0u);
+    EXPECT_TRUE(ended == 0 && detached.getPThreadID() != 0) << "nothing was waited for";
     go = true;
     until([] { return ended == 1; });
 }
@@ -161,15 +156,14 @@ TEST(ZThread, KeepsAnObjectForEachThread) {
     EXPECT_EQ(live, 2) << "the task and the replaced item are left";
 
     std::vector<unsigned int> keys{key};
-    auto const all = [&] {
+    auto const none = ztest::caught<ZThreadException_5_1>([&] {
         for (;; keys.push_back(key)) ZThread_5_1::createThreadKey(key);
-    };
-    auto const none = [&](auto& e) { EXPECT_TRUE(e.code() == 29 && e.rc() == EAGAIN); };
-    ztest::expectThrow<ZThreadException_5_1>(all, none);
+    });
     for (unsigned int each : keys) pthread_key_delete(each);
-    auto const set = [&] { ZThread_5_1::setThreadObject(key, &replaced); };
-    auto const gone = [](auto& e) { EXPECT_TRUE(e.code() == 30 && e.rc() == EINVAL); };
-    ztest::expectThrow<ZThreadException_5_1>(set, gone);
+    auto const gone =
+        ztest::caught<ZThreadException_5_1>([&] { ZThread_5_1::setThreadObject(key, &replaced); });
+    EXPECT_TRUE(none.code() == 29 && none.rc() == EAGAIN);
+    EXPECT_TRUE(gone.code() == 30 && gone.rc() == EINVAL);
 }
 
 TEST(ZSleeperThread, LosesNoWakeUp) {
@@ -368,9 +362,8 @@ TEST(ZThreadPool, SurvivesAStorm) {
             }
         });
     }
-    for (unsigned i = 0; i < 20; ++i) {
+    for (unsigned i = 0; i < 20; ++i, pool.waitForExit()) {
         until([&] { return pool.done >= i * each / 5; });
-        pool.waitForExit();
     }
     for (std::thread& starter : starters) starter.join();
     pool.waitForExit(), other.waitForExit();
@@ -379,10 +372,10 @@ TEST(ZThreadPool, SurvivesAStorm) {
 }
 
 TEST(ZSleeperThread, SurvivesAStorm) {
-    ended = 0;
     ZLock_5_1 lock;
     Sleeper joinable, shared(lock), detached(1, 0);
     for (Sleeper* sleeper : {&joinable, &shared, &detached}) {
+        ended = 0;
         std::atomic<unsigned> asked{0}, seen{0};
         sleeper->work_ = [&] { seen = asked.load(); };
         unsigned const each = ztest::stressed(20000), lives = ztest::stressed(1000);
@@ -395,8 +388,7 @@ TEST(ZSleeperThread, SurvivesAStorm) {
         until([&] { return seen == 2 * each; });
         sleeper->waitForExit();
         EXPECT_TRUE(sleeper->works_ >= 1 && sleeper->works_ <= 2 * each) << sleeper->works_;
-        until([] { return ended > 0; });
-        ended = 0;
+        until([] { return ended == 1; });
         for (unsigned i = 0; i < lives; ++i) {
             sleeper->start();
             unsigned int const before = sleeper->works_;
@@ -404,8 +396,7 @@ TEST(ZSleeperThread, SurvivesAStorm) {
             if (i % 2) until([&] { return sleeper->works_ > before; });
             sleeper->waitForExit();
         }
-        until([lives] { return ended == static_cast<int>(lives); });
-        ended = 0;
+        until([lives] { return ended == static_cast<int>(lives) + 1; });
     }
 }
 
