@@ -4,10 +4,6 @@
 #include <Z/ZProcessLock.h>
 
 #include <atomic>
-#include <filesystem>
-#include <memory>
-#include <thread>
-#include <vector>
 
 #include "ZTest.h"
 
@@ -28,14 +24,11 @@ std::string text(ZAbstractProcessReadWriteLock_5_1 const& lock) {
 
 TEST(ZProcessLock, CountsTheReleasesOfWriters) {
     Lock lock("name");
-    EXPECT_EQ(text(lock), "unset 0/- u1");
-    EXPECT_FALSE(lock.isCurrent());
-    EXPECT_EQ(lock.lock(), 0);
+    EXPECT_TRUE(text(lock) == "unset 0/- u1" && !lock.isCurrent() && lock.lock() == 0);
     EXPECT_EQ(text(lock), "write 0/- u1");
     EXPECT_TRUE(lock.ownWriteLock() && lock.haveLock(Lock::write));
     EXPECT_EQ(lock.unlock(), 0);
-    EXPECT_EQ(text(lock), "unset 1/1 u0");
-    EXPECT_TRUE(lock.isCurrent());
+    EXPECT_TRUE(text(lock) == "unset 1/1 u0" && lock.isCurrent()) << text(lock);
     lock.writeLock(), lock.setUpdate(0), lock.unlock();
     lock.writeLock(), lock.unlock(0);
     lock.readLock(), std::thread([&] { lock.readLock(); }).join(), lock.setLastSequence(7);
@@ -62,8 +55,9 @@ TEST(ZProcessLock, IsTheSameByName) {
     char const letters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
     Lock const random, other;
     std::string const name = random.getLockName().getChars();
-    EXPECT_TRUE(name.size() == 6 && name.find_first_not_of(letters) == std::string::npos) << name;
-    EXPECT_TRUE(random != other);
+    EXPECT_TRUE(random != other && name.size() == 6 &&
+                name.find_first_not_of(letters) == std::string::npos)
+        << name;
     Lock lock("b"), equal("b"), greater("c"), nameless(nullptr);
     EXPECT_TRUE(lock.equals(equal) && lock.hash() == equal.hash() && lock.compare(greater) < 0);
     EXPECT_FALSE(lock.equals(lock.getLockName()) || nameless.getLockName().getLength());
@@ -83,9 +77,8 @@ TEST(ZProcessLock, IsTheSameByName) {
     }
     lock.unlock();
     ZAbstractProcessReadWriteLock_5_1 base("x");
-    ztest::expectThrow<ZAbstractNotImplementedException_5_1>(
-        [&] { base.clone(); },
-        [](auto& e) { EXPECT_STREQ(e.value(), "ZAbstractProcessReadWriteLock::clone"); });
+    auto const e = ztest::caught<ZAbstractNotImplementedException_5_1>([&] { base.clone(); });
+    EXPECT_STREQ(e.value(), "ZAbstractProcessReadWriteLock::clone");
     EXPECT_EQ(base.lock() + base.getLockState() + base.unlock(), 0) << "states are for subclasses";
     std::filesystem::current_path("/");
 }
@@ -96,8 +89,7 @@ TEST(ZProcessLock, RefusesMisuseAndKeepsTheHolds) {
                                            [&] { lock.lock(Lock::unset); }};
     auto const refused = [&](char const* before) {
         for (auto const& call : calls) {
-            ztest::expectThrow<ZUnlockResourceException_5_1>(
-                call, [](auto& e) { EXPECT_EQ(e.code(), 6u); });
+            EXPECT_EQ(ztest::caught<ZUnlockResourceException_5_1>(call).code(), 6u);
         }
         EXPECT_EQ(text(lock), before);
     };
@@ -106,16 +98,11 @@ TEST(ZProcessLock, RefusesMisuseAndKeepsTheHolds) {
     std::thread(refused, "write 0/- u1").join();
     EXPECT_THROW(lock.readLock(), ZLockResourceException_5_1);
     lock.unlock();
-    struct {
-        Lock::zlockstate state;
-        char const* name;
-    } const rows[] = {{Lock::read, "read"}, {Lock::protect, "protect"}, {Lock::write, "write"}};
-    for (auto const& row : rows) {
-        auto const destroyHeld = [&] { Lock("y").lock(row.state); };
-        auto const check = [&](auto& e) {
-            EXPECT_TRUE(e.code() == 32 && std::string(e.value()) == row.name) << e.value();
-        };
-        ztest::expectThrow<ZInvalidResourceStateException_5_1>(destroyHeld, check);
+    for (auto state : {Lock::read, Lock::protect, Lock::write}) {
+        auto const destroyHeld = [&] { Lock("y").lock(state); };
+        auto const e = ztest::caught<ZInvalidResourceStateException_5_1>(destroyHeld);
+        EXPECT_EQ(e.code(), 32u);
+        EXPECT_STREQ(e.value(), lock.getLockStateName(state));
     }
     std::string const report = ztest::reported(
         [] { EXPECT_THROW((Lock("y").lock(), throw 1), int) << "an exception on its way passes"; });
