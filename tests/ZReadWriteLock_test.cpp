@@ -4,10 +4,7 @@
 #include <Z/ZReadWriteLock.h>
 
 #include <atomic>
-#include <memory>
 #include <random>
-#include <thread>
-#include <vector>
 
 #include "Stress.h"
 #include "ZTest.h"
