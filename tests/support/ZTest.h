@@ -79,12 +79,6 @@ E caught(Run const& run) {
     throw std::runtime_error("nothing was thrown");
 }
 
-template <class E>
-void expectThrow(std::function<void()> const& run, std::function<void(E&)> const& check) {
-    E exception = caught<E>(run);
-    check(exception);
-}
-
 }  // namespace ztest
 
 #endif
