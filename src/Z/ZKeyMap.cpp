@@ -18,7 +18,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <limits>
 #include <numeric>
 #include <type_traits>
 #include <typeinfo>
@@ -26,6 +25,7 @@
 
 #include "ZException.h"
 #include "ZLCString.h"
+#include "ZMap.h"
 #include "zmembers.h"
 #include "zraise.h"
 
@@ -43,13 +43,6 @@ namespace {
 constexpr char const* unit = "src/Z/ZKeyMap";
 constexpr std::size_t fewestPlaces = 8;
 constexpr std::uint32_t gone = 0xFFFFFFFFu;  // the number of a removed pair
-
-// As many as a ZHashMap_5_1 has.
-unsigned int bucketCount(unsigned int capacity) {
-    std::uint64_t const wanted = std::uint64_t{std::max(capacity, 2u)} * 3 / 2;
-    constexpr std::uint64_t most = std::numeric_limits<unsigned int>::max();
-    return static_cast<unsigned int>(std::min(wanted, most));
-}
 
 // Places for as many pairs as the capacity says, but a number that stands for "as many as you like"
 // must not become that many places.
@@ -121,7 +114,7 @@ int ZKeyEntry_5_1::equals(ZObject_5_1 const& other) const {
 }
 
 ZHashKeyMap_5_1::ZHashKeyMap_5_1(unsigned int capacity, int ownsMembers)
-    : holes_(0), buckets_(bucketCount(capacity)), ownsMembers_(ownsMembers) {}
+    : holes_(0), buckets_(ZHashMap_5_1::bucketCount(capacity)), ownsMembers_(ownsMembers) {}
 
 // The delegation completes the object, so a clone() that throws runs the destructor.
 ZHashKeyMap_5_1::ZHashKeyMap_5_1(ZHashKeyMap_5_1 const& other)

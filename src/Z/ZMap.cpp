@@ -20,17 +20,6 @@ static_assert(sizeof(ZHashMap_5_1) == 32, "the record is fixed on 32 bits");
 static_assert(sizeof(ZMapIterator_5_1) == 16, "the record is fixed on 32 bits");
 #endif
 
-namespace {
-
-// Beyond what an index can count the number stays at its greatest, and making the array fails.
-unsigned int bucketCount(unsigned int capacity) {
-    std::uint64_t const wanted = std::uint64_t{std::max(capacity, 2u)} * 3 / 2;
-    constexpr std::uint64_t most = std::numeric_limits<unsigned int>::max();
-    return static_cast<unsigned int>(std::min(wanted, most));
-}
-
-}  // namespace
-
 int ZAbstractMap_5_1::isEmpty() const {
     return size() == 0;
 }
@@ -93,6 +82,13 @@ void ZArrayMap_5_1::list(ZList_5_1& target) const {
 
 int ZArrayMap_5_1::getIndex(ZObject_5_1 const* entry) const {
     return ZArrayList_5_1::indexOf(entry);
+}
+
+// Beyond what an index can count the number stays at its greatest, and making the array fails.
+unsigned int ZHashMap_5_1::bucketCount(unsigned int capacity) {
+    std::uint64_t const wanted = std::uint64_t{std::max(capacity, 2u)} * 3 / 2;
+    constexpr std::uint64_t most = std::numeric_limits<unsigned int>::max();
+    return static_cast<unsigned int>(std::min(wanted, most));
 }
 
 ZHashMap_5_1::ZHashMap_5_1(unsigned int capacity, int ownsMembers)

@@ -105,6 +105,10 @@ private:
     unsigned int slotOf(unsigned long hash) const {
         return static_cast<std::uint32_t>(hash) % buckets_.size_;
     }
+    // Lists its pairs as if it kept them in as many buckets.
+    friend class ZHashKeyMap_5_1;
+    static unsigned int bucketCount(unsigned int capacity);
+
     ZArrayMap_5_1* bucketAt(unsigned int slot) const {
         return static_cast<ZArrayMap_5_1*>(buckets_.elements_[slot]);
     }
