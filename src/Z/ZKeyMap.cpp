@@ -297,8 +297,8 @@ void ZHashKeyMap_5_1::list(ZObject_5_1* Pair::*member, ZList_5_1& target) const 
 
 // The multiplication spreads hashes that differ little.
 inline std::size_t ZHashKeyMap_5_1::home(std::uint32_t hash) const {
-    std::uint64_t const spread = hash * 2654435769u;
-    return static_cast<std::size_t>(spread * places_.size() >> 32);
+    std::uint32_t const spread = hash * 2654435769u;
+    return static_cast<std::size_t>(std::uint64_t{spread} * places_.size() >> 32);
 }
 
 inline std::size_t ZHashKeyMap_5_1::next(std::size_t place) const {

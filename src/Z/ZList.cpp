@@ -49,7 +49,7 @@ using Slots = std::unique_ptr<ZObject_5_1*[], FreeSlots>;
 
 // Large arrays grow by moving pages, not elements: what operator new cannot do.
 ZObject_5_1** resizedSlots(ZObject_5_1** slots, unsigned int capacity) {
-    void* const resized = reallocarray(slots, capacity, sizeof *slots);
+    void* const resized = reallocarray(slots, capacity, sizeof(void*));
     if (!resized) throw std::bad_alloc();
     return static_cast<ZObject_5_1**>(resized);
 }

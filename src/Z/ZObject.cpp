@@ -3,8 +3,6 @@
 #include "ZObject.h"
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <new>
 
 #include "ZException.h"
@@ -87,14 +85,4 @@ void ZObject_5_1::operator delete(void* memory) {
 
 void ZObject_5_1::operator delete[](void* memory) {
     ::operator delete[](memory);
-}
-
-// What stands in the vtable of an interface where it has no function: as the C++ runtime's, which
-// the loader would have to look up for each of those places whenever a process starts.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-extern "C" [[noreturn]] __attribute__((visibility("hidden"))) void __cxa_pure_virtual();
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-extern "C" void __cxa_pure_virtual() {
-    std::fputs("pure virtual method called\n", stderr);
-    std::abort();
 }

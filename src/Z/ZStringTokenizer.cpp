@@ -203,7 +203,7 @@ void ZStringTokenizer_5_1::list(ZArrayList_5_1& dest) {
         }
         std::unique_ptr<ZObject_5_1> copy(token->clone());
         dest.add(copy.get());
-        copy.release();
+        static_cast<void>(copy.release());
     }
 }
 
