@@ -110,6 +110,8 @@ bool ZLock_5_1::heldByCaller() const {
     return pthread_equal(owner_->load(std::memory_order_relaxed), pthread_self()) && count_ > 0;
 }
 
+// To be called in a handler.
 void ZResourceLock_5_1::reportCurrentException() {
+    // cppcheck-suppress rethrowNoCurrentException
     z_5_1::quietly(unit, [] { throw; });
 }

@@ -114,6 +114,8 @@ public:
         try {
             lock_.unlock();
         } catch (...) {
+            // Only a cancellation would pass, and nothing here can be cancelled.
+            // cppcheck-suppress throwInNoexceptFunction
             reportCurrentException();
         }
     }

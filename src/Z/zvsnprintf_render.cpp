@@ -284,6 +284,7 @@ struct Number {
 // The digits of a number with the locale's separators, which the C library knows. They count for
 // the precision and the width, as in C.
 struct Grouped {
+    // cppcheck-suppress uninitMemberVar ; snprintf fills it as far as `size` tells
     explicit Grouped(std::uint64_t value)
         : size(std::snprintf(text, sizeof text, "%'llu", static_cast<unsigned long long>(value))) {}
     char text[256];  // 20 digits and 19 separators
