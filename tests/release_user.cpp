@@ -36,7 +36,7 @@ std::string work(std::string const& file, int rounds) {
     for (int i = 0; i < rounds; ++i) {
         ZStanzaFileProperties_5_1 properties(1);
         properties.load(file.c_str());
-        int const next = properties.getIntegerValue("s", "n", 1, 0) + 1;
+        unsigned const next = properties.getIntegerValue("s", "n", 1, 0) + 1;
         properties.setValue("s", "n", std::to_string(next).c_str());
         properties.store(file.c_str());
         properties.getValue("s", "n", value, 1, nullptr);
