@@ -58,16 +58,19 @@ TEST(zhex_dump, ToTheByte) {
     EXPECT_EQ(said, row + "\n" + row + "\n0010   7f" + blanks + "  *\x7F*\n\n\n");
 }
 
-// Of a thread cancelled in its dump, into a full pipe, nothing stays that keeps others from theirs.
+// Of a thread cancelled in its dump, into a full pipe, nothing stays that keeps others from theirs:
+// it ends when its reader goes.
 TEST(zhex_dump, OneAfterTheOther) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     FILE* const full = fdopen(ends[1], "w");
-    std::thread writer([full] { dump(full, std::string(99999, 'x')); });
+    int rc = -1;
+    std::thread writer([&] { rc = dump(full, std::string(99999, 'x')); });
     char byte;
     EXPECT_EQ(read(ends[0], &byte, 1), 1);
-    pthread_cancel(writer.native_handle()), writer.join();
-    signal(SIGPIPE, SIG_IGN), close(ends[0]), fclose(full);
+    pthread_cancel(writer.native_handle());
+    signal(SIGPIPE, SIG_IGN), close(ends[0]), writer.join(), fclose(full);
+    EXPECT_EQ(rc, 0);
     std::string wanted, all = ztest::reported([] {
                             ztest::inThreads(4, [](int) {
                                 for (int i = 0; i < 50; ++i) dump(stderr, digits);

@@ -27,7 +27,7 @@ int allocationsLeft = -1;  // until one fails; below 0: any number
 #define Z_MEMORY_CAN_FAIL 1
 #define Z_FAILING(call, parameters, arguments) \
     extern "C" void* __libc_##call parameters; \
-    extern "C" void* call parameters { \
+    extern "C" __attribute__((visibility("default"))) void* call parameters { \
         bool const fails = allocationsLeft >= 0 && allocationsLeft-- == 0; \
         return fails ? nullptr : __libc_##call arguments; \
     }

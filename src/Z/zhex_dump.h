@@ -17,7 +17,7 @@ extern "C" {
 
    Dumps of several threads do not mix, whatever their streams. Returns 0; -1 when the lock for that
    failed, which is written through the message service; the dump is made all the same. Write
-   errors are left to ferror(). A cancelled thread releases the lock. */
+   errors are left to ferror(). A thread is not cancelled in the middle of a dump. */
 Z_API int zhex_dump_5_1(FILE* stream, int length, unsigned char const* data, char const* title);
 
 #ifdef __cplusplus
