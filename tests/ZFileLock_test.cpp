@@ -173,7 +173,8 @@ TEST_F(ZFileLock, TellsObserversBeforeTheDataIsRead) {
     changed();
     lock.addObserver(&observer);
     lock.readLock();
-    EXPECT_TRUE(lock.haveLock(Lock::read)) << "the first hold takes the number for seen";
+    EXPECT_EQ(observer.seen, "") << "the first hold takes the number for seen";
+    EXPECT_TRUE(lock.haveLock(Lock::read));
     lock.unlock();
     for (auto state : {Lock::read, Lock::protect, Lock::write}) {
         changed(), lock.lock(state);

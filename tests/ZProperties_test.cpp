@@ -119,6 +119,7 @@ TEST_F(ZProperties, SettersChangeAndAnnounce) {
     p.deleteStanza("t");
     EXPECT_EQ(recorder.seen, "2s.k 2s.n 2s.b 0t.- 1s.absent 1t.- ");
     EXPECT_EQ(value(p, "n") + value(p, "b") + value(p, "k"), "4294967295yesh\xC3\xA9");
+    EXPECT_TRUE(p.isModified());
     p.setValue("s", "o", "x", 1);
     EXPECT_THROW(p.setValue("s", "o", "y"), Refused);
     EXPECT_THROW(p.setValue("s", "k", "y", 1), Refused);
