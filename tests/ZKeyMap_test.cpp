@@ -32,8 +32,12 @@ TEST(ZHashKeyMap, BehavesAsAScanOfBuckets) {
         unsigned int capacity;
         unsigned long modulus;
         int range;
-    } const rows[] = {{0, 1000003, 30}, {0, 1000003, 1500}, {0, 7, 400}, {10, 1000003, 3000}};
-    for (int test = 0; test < 8; ++test) {
+    } const rows[] = {{0, 1000003, 30},
+                      {0, 1000003, 1500},
+                      {0, 7, 400},
+                      {10, 1000003, 3000},
+                      {1000, 1000003, 60}};
+    for (int test = 0; test < 10; ++test) {
         auto const& row = rows[test / 2];
         int const owns = test % 2, range = row.range;
         Numbers const n(range, row.modulus), equal(range, row.modulus);
@@ -77,7 +81,7 @@ TEST(ZHashKeyMap, BehavesAsAScanOfBuckets) {
 TEST(ZHashKeyMap, OwnsCopiesOrKeepsPointers) {
     for (int owns : {0, 1}) {
         Numbers const n(5), equal(5);
-        ZHashKeyMap_5_1 map(10, owns);
+        ZHashKeyMap_5_1 map(~0u, owns);
         map.putEntry(n[1], n[2]);
         EXPECT_EQ(map.getEntry(equal[1]) == n[2], !owns);
         EXPECT_EQ(Number::live, 10 + 2 * owns);

@@ -103,6 +103,8 @@ TEST(ZPropertiesImpl, ChangesPutLinesWhereTheyBelong) {
          "load s x; add a 1", "[s]\nb = 2\na = 1\n"},
         {"a stanza that came from the database gets its head", "[s]\n", "load t x; addToT a 1",
          "[s]\n\n[t]\na = 1\n"},
+        {"and stays without lines until then", "", "load t x; add k v; addToT a 1",
+         "\n[s]\nk = v\n\n[t]\na = 1\n"},
         {"a deleted stanza takes its comments with it", "# top\n\n[s]\na=1\n# c\n\n[t]\nb=2\n",
          "deleteStanza s", "# top\n\n[t]\nb = 2\n"},
         {"file comments end the first paragraph", "# one\n\n# two\n\n[s]\n",

@@ -365,14 +365,19 @@ TEST(tisStrings, AreCopiedInWholeCharacters) {
         {"UTF8", "a" E_ACUTE, 5, Text("a" E_ACUTE "\0\0???", 8), "+a" E_ACUTE},
         {"UTF8", "a\xC3", 5, Text("a\xC3\0\0\0???", 8), "+a\xC3"},
         {"SJIS", HYOU HYOU, 3, Text(HYOU "\0?????", 8), "+" HYOU},
+        {"GB18030", "a\x81\x30\x81\x30", 3, Text("a\0\0?????", 8), "+a"},
         {"plain", "\xE9\xE9\xE9", 2, "\xE9\xE9??????", "+\xE9\xE9"},
         {"UTF8", "abc", -3, "????????", "+"},
     };
     for (auto const& row : rows) {
         Handle const cs(row.codeset);
         Text copy = "????????", appended("+\0????????", 10);
-        EXPECT_EQ(copy.data(), tis_strncpy(cs, copy.data(), row.source, row.n));
-        EXPECT_EQ(appended.data(), tis_strncat(cs, appended.data(), row.source, row.n));
+        // No more than n bytes are there to read.
+        std::size_t const size =
+            std::min(std::strlen(row.source) + 1, std::size_t(std::max(row.n, 1)));
+        std::vector<char> const source(row.source, row.source + size);
+        EXPECT_EQ(copy.data(), tis_strncpy(cs, copy.data(), source.data(), row.n));
+        EXPECT_EQ(appended.data(), tis_strncat(cs, appended.data(), source.data(), row.n));
         EXPECT_TRUE(copy == row.copy && row.appended == appended.c_str()) << row.source << row.n;
     }
     EXPECT_EQ(nullptr, tis_strncat(nullptr, nullptr, "x", 2));

@@ -6,12 +6,14 @@
 // table of places; buckets are counted out when it is listed. What it finds is what a search of a
 // bucket from the front by hash and equality would find:
 // 1. Pairs lie in the order of first insertion. A replaced pair keeps its position.
-// 2. The places are probed linearly and one is reused only when they are made anew, so pairs of
-//    equal hash are met in their order. At most half of the places are taken. A place holds what a
-//    search compares, so that the pair is read beside the key, not before it.
-// 3. A removed pair leaves a hole, which keeps its place. When half of the pairs are holes and
-//    these are not few, the pairs close up and the places are made anew: the cost of a removal does
-//    not depend on the number of keys.
+// 2. The places are probed linearly and one is reused only where nothing lies behind it, or when
+// all
+//    are made anew, so pairs of equal hash are met in their order. At most half of the places are
+//    taken. A place holds what a search compares, so that the pair is read beside the key, not
+//    before it.
+// 3. A removed pair leaves a hole, which keeps its place while others lie behind it. When half of
+//    the pairs are holes and these are not few, the pairs close up and the places are made anew:
+//    the cost of a removal does not depend on the number of keys.
 // 4. A key never hashes again once stored: one that its owner changes is found by its old hash
 //    only.
 #include "ZKeyMap.h"
@@ -186,10 +188,10 @@ void ZHashKeyMap_5_1::removeEntry(ZObject_5_1 const* key) {
     Pair& pair = pairAt(*place);
     Members const removed = {pair.key, pair.value};
     pair = {nullptr, nullptr, pair.hash, true};
-    place->number = gone;
+    leave(*place);
     ++holes_;
     if (holes_ >= pairs_.size() / 2 && holes_ >= places_.size() / 8) {
-        remake(std::size_t{size()} * 4);
+        remake(std::min(places_.size(), std::size_t{size()} * 4));
     }
     if (ownsMembers_) z_5_1::deleteAll(removed.data(), removed.size());
 }
@@ -279,16 +281,30 @@ void ZHashKeyMap_5_1::deletePairs() {
     if (first) std::rethrow_exception(first);
 }
 
-// By bucket; counting keeps the order of those that share one.
+// By bucket, those that share one in their order: counted out, or sorted where most are empty.
 void ZHashKeyMap_5_1::list(ZObject_5_1* Pair::*member, ZList_5_1& target) const {
-    std::vector<unsigned int> starts(std::size_t{buckets_} + 1);
-    for (Pair const& pair : pairs_) {
-        if (!pair.removed) ++starts[std::size_t{pair.hash % buckets_} + 1];
-    }
-    std::partial_sum(starts.begin(), starts.end(), starts.begin());
-    std::vector<ZObject_5_1*> sorted(size());
-    for (Pair const& pair : pairs_) {
-        if (!pair.removed) sorted[starts[pair.hash % buckets_]++] = pair.*member;
+    std::vector<ZObject_5_1*> sorted;
+    sorted.reserve(size());
+    if (buckets_ / 4 > pairs_.size()) {
+        std::vector<std::pair<std::uint32_t, ZObject_5_1*>> numbered;
+        numbered.reserve(size());
+        for (Pair const& pair : pairs_) {
+            if (!pair.removed) numbered.emplace_back(pair.hash % buckets_, pair.*member);
+        }
+        std::stable_sort(numbered.begin(), numbered.end(), [](auto const& left, auto const& right) {
+            return left.first < right.first;
+        });
+        for (auto const& entry : numbered) sorted.push_back(entry.second);
+    } else {
+        std::vector<unsigned int> starts(std::size_t{buckets_} + 1);
+        for (Pair const& pair : pairs_) {
+            if (!pair.removed) ++starts[std::size_t{pair.hash % buckets_} + 1];
+        }
+        std::partial_sum(starts.begin(), starts.end(), starts.begin());
+        sorted.resize(size());
+        for (Pair const& pair : pairs_) {
+            if (!pair.removed) sorted[starts[pair.hash % buckets_]++] = pair.*member;
+        }
     }
     for (ZObject_5_1 const* object : sorted) target.add(object);
 }
@@ -310,6 +326,17 @@ inline void ZHashKeyMap_5_1::enter(std::size_t position) {
     std::size_t place = home(pair.hash);
     while (places_[place].number != 0) place = next(place);
     places_[place] = {pair.key, pair.hash, static_cast<std::uint32_t>(position + 1)};
+}
+
+// At the end of a run of places nothing is searched behind this one, nor behind gone ones before
+// it.
+void ZHashKeyMap_5_1::leave(Place& left) {
+    left.number = gone;
+    auto place = static_cast<std::size_t>(&left - places_.data());
+    if (places_[next(place)].number != 0) return;
+    for (; places_[place].number == gone; place = (place == 0 ? places_.size() : place) - 1) {
+        places_[place].number = 0;
+    }
 }
 
 // So many places, or the fewest there may be, with room for half as many pairs. Changes

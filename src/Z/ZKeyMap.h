@@ -143,6 +143,7 @@ private:
     std::size_t home(std::uint32_t hash) const;
     std::size_t next(std::size_t place) const;
     void enter(std::size_t position);
+    void leave(Place& left);
     void remake(std::size_t places);
 
     std::vector<Pair> pairs_;    // in the order of first insertion

@@ -82,7 +82,7 @@ public:
 
     // Makes room for one more node, so that the next insert() cannot fail.
     void reserveOne() {
-        if (count_ >= mask_ - mask_ / 8 * 3) grow();
+        if (count_ >= (mask_ + 1) / 8 * 5) grow();
     }
     // The name must stay where it is until erase().
     void insert(Node& node, std::uint32_t hash, char const* name, std::uint32_t length) noexcept {

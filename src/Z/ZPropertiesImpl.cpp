@@ -214,8 +214,19 @@ void ZPCategoryBasedCache_5_1::unlink(ZPKVList_5_1& stanza) {
     (next ? next->previousStanza : content().lastStanza) = previous;
 }
 
+namespace {
+
+// The nearest stanza with a head from this one backwards, or null.
+ZPKVList_5_1* withHead(ZPKVList_5_1* stanza) {
+    while (stanza && !stanza->hasHead) stanza = stanza->previousStanza;
+    return stanza;
+}
+
+}  // namespace
+
+// A stanza without a head will move, and its lines would go with it.
 void ZPCategoryBasedCache_5_1::appendLine(unsigned int type, PropText text) {
-    if (ZPKVList_5_1* last = content().lastStanza) {
+    if (ZPKVList_5_1* last = withHead(content().lastStanza)) {
         last->addLine(type, text, last->lastLine());
     } else {
         content().preamble.pushBack(content().memory.pool.makeLine(type, text));
@@ -487,7 +498,7 @@ void ZPCategoryBasedCache_5_1::takeBackLine(char const* stanza, char const* key,
     if (hadHead || !found) return;
     // makeHead() has put a blank line at the end of what stands before the last stanza.
     if (found->hasHead) {
-        ZPKVList_5_1* before = found->previousStanza;
+        ZPKVList_5_1* before = withHead(found->previousStanza);
         z_5_1::PropLineList& lines = content().preamble;
         PropLine* blank = before ? before->lastLine() : lines.last();
         if (before) {

@@ -44,7 +44,8 @@ std::size_t roomFor(std::FILE* in, std::size_t size) {
             z_5_1::raise(unit, ZOutOfMemoryException_5_1());
         }
         // One more than is there, so that the end shows.
-        room = std::max(room, static_cast<std::size_t>(status.st_size) + 1);
+        auto const whole = static_cast<std::size_t>(status.st_size) + 1;
+        if (whole > size) room = whole;
     }
     if (room > SIZE_MAX / 2) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
     return room;

@@ -146,13 +146,31 @@ char const* findText(Codeset const& cs, char const* s, char const* sub) {
     return found;
 }
 
-// Where the whole units of s within n bytes end.
+// Whether the `left` bytes at p, no character by themselves, begin one that goes on behind them.
+// What stands there is not looked at: it may be nobody's memory.
+bool isCutOff(Codeset const& cs, Byte const* p, std::size_t left) {
+    Byte unit[tis::maxCharacter];
+    if (left >= sizeof unit) return false;
+    std::memcpy(unit, p, left);
+    for (int next = 0xFF; next > 0; --next) {
+        CodePoint cp;
+        std::memset(unit + left, next, sizeof unit - left);
+        if (tis::decode(cs, unit, sizeof unit, cp) > static_cast<int>(left)) return true;
+        unit[sizeof unit - 1] = '0';  // some characters of GB18030 end in a digit
+        if (tis::decode(cs, unit, sizeof unit, cp) > static_cast<int>(left)) return true;
+    }
+    return false;
+}
+
+// Where the whole units of s within n bytes end. No more than n bytes are read.
 std::size_t wholeUnits(Codeset const& cs, char const* s, std::size_t n) {
+    Byte const* const p = bytesOf(s);
     std::size_t used = 0;
-    while (s[used] != 0) {
-        unsigned const length = unitLength(cs, s + used);
-        if (length > n - used) break;
-        used += length;
+    while (used < n && s[used] != 0) {
+        CodePoint cp;
+        int const length = tis::decode(cs, p + used, n - used, cp);
+        if (length < 0 && isCutOff(cs, p + used, n - used)) break;
+        used += length > 0 ? static_cast<std::size_t>(length) : 1;
     }
     return used;
 }
