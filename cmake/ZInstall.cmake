@@ -19,3 +19,11 @@ install(FILES ${PROJECT_BINARY_DIR}/ZConfig.cmake ${PROJECT_BINARY_DIR}/ZConfigV
     DESTINATION ${Z_CMAKE_FOLDER})
 install(FILES ${PROJECT_BINARY_DIR}/${Z_VERSIONED}.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# GDB loads the pretty printers with the library: beside it in the build, from its auto-load folder
+# when it is installed.
+set(Z_PRINTERS libZ-${PROJECT_VERSION}.so-gdb.py)
+configure_file(${PROJECT_SOURCE_DIR}/src/Z/libZ-gdb.py ${PROJECT_BINARY_DIR}/src/Z/${Z_PRINTERS}
+    COPYONLY)
+install(FILES ${PROJECT_SOURCE_DIR}/src/Z/libZ-gdb.py RENAME ${Z_PRINTERS}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR})

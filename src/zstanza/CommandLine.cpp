@@ -215,12 +215,13 @@ VerbEntry const* findVerb(std::vector<std::string> const& words) {
     return verb == std::end(verbs) ? nullptr : verb;
 }
 
-// "-" is standard input, which can only be read.
-void nameStandardInput(std::string& file, bool changes) {
+// "-" is standard input, which can be read, once.
+void nameStandardInput(std::string& file, bool onlyRead) {
     if (file != "-") return;
-    if (changes) {
+    if (!onlyRead) {
         throw Failure(usage,
-                      "zstanza: -: standard input cannot be changed; ./- is a file of that name");
+                      "zstanza: -: standard input is for list, get and check; ./- is a file of that "
+                      "name");
     }
     file = "/dev/stdin";
 }
@@ -279,8 +280,8 @@ Request readCommandLine(std::vector<std::string> words) {
         return request;
     }
     request.verb = verb->run;
-    nameStandardInput(arguments.file, verb->run == nullptr || verb->run == watch);
-    for (std::string& file : arguments.files) nameStandardInput(file, false);
+    nameStandardInput(arguments.file, verb->run && verb->run != watch);
+    for (std::string& file : arguments.files) nameStandardInput(file, true);
     if (verb->edit) {
         request.changes.push_back({verb->edit, arguments, ""});
     } else if (!verb->run) {
