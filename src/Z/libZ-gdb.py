@@ -180,7 +180,9 @@ class Properties:
         store = whole(base["store_"])
         if store.type.code == gdb.TYPE_CODE_PTR:
             return
-        held = store["content_"]["_M_t"]["_M_t"]["_M_head_impl"]
+        # A unique_ptr is its pointer.
+        pointer = store["content_"].type.template_argument(0).pointer()
+        held = store["content_"].address.cast(pointer.pointer()).dereference()
         stanza = whole(held)["firstStanza"]
         for _ in range(self.most):
             if int(stanza) == 0:
@@ -242,8 +244,14 @@ class Lookup(gdb.printing.PrettyPrinter):
         kind = value.type.strip_typedefs()
         if kind.code == gdb.TYPE_CODE_REF:
             kind = kind.target().strip_typedefs()
+            if self.is_root(kind.unqualified()):
+                value = whole(value)
+                kind = value.type.strip_typedefs()
         printer = self.find(kind.unqualified())
         return printer(value) if printer else None
+
+    def is_root(self, kind):
+        return kind.name == suffixed("ZObject")
 
     def find(self, kind):
         if kind.code != gdb.TYPE_CODE_STRUCT or kind.name is None:

@@ -5,8 +5,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
+#include <memory>
 
 #include "Failure.h"
 #include "Words.h"
@@ -227,9 +228,13 @@ void nameStandardInput(std::string& file, bool onlyRead) {
 }
 
 std::string readWhole(std::string const& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::string text(std::istreambuf_iterator<char>(in), {});
-    if (!in || in.bad()) throw Failure(inaccessible, file, std::strerror(errno));
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> const in(std::fopen(file.c_str(), "re"),
+                                                             std::fclose);
+    std::string text;
+    char block[4096];
+    std::size_t n = 0;
+    while (in && (n = std::fread(block, 1, sizeof block, in.get())) > 0) text.append(block, n);
+    if (!in || std::ferror(in.get())) throw Failure(inaccessible, file, std::strerror(errno));
     return text;
 }
 
