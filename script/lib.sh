@@ -5,13 +5,15 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 jobs=$(nproc)
 
 packages_run=(cmake ninja-build gcc g++ libc6-dev zlib1g-dev libcli11-dev nlohmann-json3-dev)
-packages_test=("${packages_run[@]}" googletest locales python3)
+packages_test=("${packages_run[@]}" googletest locales python3 mandoc)
 packages_bench=(cmake ninja-build gcc g++ libc6-dev zlib1g-dev python3 pkg-config
     libpoco-dev openjdk-17-jdk-headless
     libbenchmark-dev libglib2.0-dev libinih-dev libsimpleini-dev libboost-dev libfmt-dev
     qtbase5-dev libicu-dev)
-packages_check=("${packages_test[@]}" "${packages_bench[@]}" gcc-multilib g++-multilib
-    lib32z1-dev git clang clang-format clang-tidy cppcheck)
+packages_package=("${packages_run[@]}" build-essential debhelper dpkg-dev git lintian)
+packages_docs=(doxygen mandoc python3)
+packages_check=("${packages_test[@]}" "${packages_bench[@]}" "${packages_docs[@]}"
+    gcc-multilib g++-multilib lib32z1-dev git clang clang-format clang-tidy cppcheck)
 
 say() { printf '%s\n' "$*" >&2; }
 

@@ -253,6 +253,80 @@ TEST_F(ZStanza, HidesValuesInTheDatabase) {
     });
 }
 
+TEST_F(ZStanza, AppliesAllChangesOrNone) {
+    write("f", "[s]\na = 1\n");
+    write("all", R"(# all of them
+set s b 'x  y'
+
+add s b "\"z\\"   # more
+unset s a
+comment s --text \#\ c
+set 's t' k ''\''"'
+set s -- -k -v
+set s l 1\
+2
+)");
+    char const* const after =
+        "[s]\n# c\n\nb = x  y\nb = \"z\\\n-k = -v\nl = 12\n\n[s t]\nk = '\"\n";
+    expectAll({
+        {"z apply f all; cat f; cp f g", 0, after},
+        {"printf 'set s b 1\\nunset s none\\n' >c; z apply f c", 1, "",
+         "zstanza: c:2: f: no key none in stanza [s]\n"},
+        {"printf 'set s b 1\\n\\nget s b' | z apply f", 2, "",
+         "zstanza: /dev/stdin:3: get is none of set, add, unset, comment\n"},
+        {"printf 'set s b 1\\nset s' >c; z apply f c", 2, "",
+         "zstanza: c:2: KEY is required; see zstanza --help\n"},
+        {"printf \"set s b 'x\\n\" | z apply f", 2, "",
+         "zstanza: /dev/stdin:1: the quote is not closed\n"},
+        {"echo set s k v | z apply none; z apply f /; z apply - c", 2, "",
+         "zstanza: none: cannot be opened for writing: No such file or directory\n"
+         "zstanza: /: Is a directory\n"
+         "zstanza: -: standard input is for list, get and check; ./- is a file of that name\n"},
+        {"printf 'set s h \"a\\nb\" --obfuscated' | z apply new --create;"
+         "z get new s h --obfuscated",
+         0, "a\nb\n"},
+        {"echo unset s | z apply f --diff; cmp f g", 0,
+         "--- f\n+++ f (changed)\n@@ -1,10 +1,2 @@\n-[s]\n-# c\n-\n-b = x  y\n-b = \"z\\\n"
+         "--k = -v\n-l = 12\n-\n [s t]\n k = '\"\n"},
+        {"z set f s l 12 --diff; z set other s k v --create --diff; ls other", 2,
+         "--- other\n+++ other (changed)\n@@ -0,0 +1,3 @@\n+\n+[s]\n+k = v\n",
+         "ls: cannot access 'other': No such file or directory\n"},
+    });
+}
+
+TEST_F(ZStanza, WritesForProgramsAndForTerminals) {
+    expectAll({
+        {"z list f -0 | od -An -c | tr -d ' \\n'; z list -0 f web | tr '\\0' '|'; "
+         "z get f web listen --all -0 | tr '\\0' '|'",
+         0, "web\\0ab\\0listen=0x1F|listen=010|none=|flag=Yes|big=99999999999|0x1F|010|"},
+        {"z list f -0 --json", 2, "", "zstanza: --json excludes --null; see zstanza --help\n"},
+        {"cat f | z list - web | head -n 1; z get - web flag <f; z check - --json <f;"
+         "echo x | z check -",
+         3, "listen = 0x1F\nYes\n[{\"file\":\"/dev/stdin\",\"valid\":true}]\n",
+         "/dev/stdin:1: neither comment, stanza nor key = value: x\n"},
+        {"unset NO_COLOR; TERM=xterm script -qec '\"$z\" list f web | head -n 1; \"$z\" list f web'"
+         " out </dev/null >seen; sed -n 2,3p out | cat -v",
+         0, "listen = 0x1F^M\n^[[36mlisten^[[0m = 0x1F^M\n"},
+    });
+}
+
+TEST_F(ZStanza, WatchesAFile) {
+    expectAll({
+        {"cp f g; z watch f --count 6 & sleep .3; z set f web flag 'a b'; sleep .2;"
+         "z add f web flag c; sleep .2; rm f; sleep .2; z unset g web none; mv g f; sleep .2;"
+         "z set f n k v --obfuscated; wait $!",
+         0,
+         "[web] flag = a b\n[web] flag = a b | c\n[web] none is gone\n[web] flag = Yes\n"
+         "[n] k has an obfuscated value\n[configuration-database] file = " +
+             folder_ / "f.obf\n",
+         "zstanza: f: cannot be read: No such file or directory\n"},
+        {"\"$z\" watch f --json & sleep .3; z unset f web flag; sleep .3; kill $!; wait $!", 0,
+         R"({"file":"f","stanza":"web","key":"flag","values":null})"
+         "\n"},
+        {"z watch none", 4, "", "zstanza: none: cannot be read: No such file or directory\n"},
+    });
+}
+
 TEST_F(ZStanza, WaitsForBusyFiles) {
     int held = open("f", O_RDWR | O_CLOEXEC);
     // Others have a record lock, or another zstanza is in the middle of a change.

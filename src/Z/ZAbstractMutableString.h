@@ -39,7 +39,8 @@ public:
         if (buffer_ != inline_) std::free(buffer_);
     }
 
-    // As the base class says, without asking for the characters by virtual calls.
+    // What the base class says, without asking for the characters by virtual calls.
+
     unsigned long hash() const override { return hashOf(buffer_); }
     unsigned int indexOf(int c, unsigned int from = 0) const override {
         unsigned int const at = from < length_ ? from : length_;
@@ -97,6 +98,8 @@ public:
 
     // bump(bytes, 1); returns the capacity.
     unsigned int setCapacity(unsigned int bytes);
+
+    // Bytes of text, at least 95. It stays raised when the memory for it was not to be had.
     unsigned int getCapacity() const { return capacity_; }
 
     // The capacity of the inline store.
@@ -184,6 +187,7 @@ public:
     int operator!=(char const* text) const { return !equals(text); }
 
 protected:
+    // The empty text; a copy of `text`, where null gives the empty one.
     ZAbstractMutableString_5_1() { startEmpty(); }
     ZAbstractMutableString_5_1(char const* text) {
         startEmpty();
@@ -191,11 +195,13 @@ protected:
     }
     // Exactly `bytes` bytes, reserved with bump(bytes + 1, 0); null gives the empty text.
     ZAbstractMutableString_5_1(char const* text, unsigned int bytes);
+    // One byte; a number in decimal.
     ZAbstractMutableString_5_1(char c);
     ZAbstractMutableString_5_1(int number);
     ZAbstractMutableString_5_1(unsigned int number);
     ZAbstractMutableString_5_1(long number);
     ZAbstractMutableString_5_1(unsigned long number);
+    // The text up to its first NUL.
     ZAbstractMutableString_5_1(ZAbstractMutableString_5_1 const& other)
         : ZAbstractString_5_1(other) {
         startEmpty();
@@ -212,6 +218,7 @@ protected:
                   view.ZAbstractConstString_5_1::getLength());
     }
 
+    // The characters and their number, without a virtual call.
     char* buffer() { return buffer_; }
     char const* buffer() const { return buffer_; }
     unsigned int length() const { return length_; }

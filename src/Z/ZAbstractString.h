@@ -78,6 +78,7 @@ public:
     virtual int equals(char const* text) const;
 
     virtual int isEmpty() const;
+    // Whether the length is 0.
 
     // Both the same as getChars().
     virtual operator char const*() const;
@@ -120,6 +121,7 @@ protected:
     static std::atomic<void*> lcs_handle_;
 
     static unsigned long hashOf(char const* chars) {
+    // hash() of the characters up to their NUL.
         std::uint32_t h = 5381;
         for (; *chars != '\0'; ++chars) h = (h * 33) ^ static_cast<unsigned char>(*chars);
         return h;
@@ -142,7 +144,8 @@ private:
 // pointed elsewhere.
 class Z_API ZAbstractConstString_5_1 : public ZAbstractString_5_1 {
 public:
-    // Views the empty text; so does null.
+    // Views the empty text; the characters, where null stands for the empty text; what `other`
+    // views.
     ZAbstractConstString_5_1() : chars_(zemptyString), length_(0) {}
     ZAbstractConstString_5_1(char const* chars)
         : chars_(chars != nullptr ? chars : zemptyString), length_(0) {}
@@ -153,11 +156,13 @@ public:
     ~ZAbstractConstString_5_1() noexcept override {}
 
     ZAbstractConstString_5_1& operator=(char const* chars) {
+    // Views other characters from now on; null stands for the empty text.
         chars_ = chars != nullptr ? chars : zemptyString;
         length_.store(0, std::memory_order_relaxed);
         return *this;
     }
     ZAbstractConstString_5_1& operator=(ZAbstractConstString_5_1 const& other) {
+    // Views what `other` views.
         chars_ = other.chars_;
         length_.store(other.length_.load(std::memory_order_relaxed), std::memory_order_relaxed);
         return *this;
@@ -178,6 +183,7 @@ public:
 
 protected:
     static char const zemptyString[1];
+    // What views of no characters point to.
 
 private:
     unsigned int countLength() const;

@@ -9,17 +9,21 @@
 // forgives it).
 class Z_API ZArrayInterface_5_1 {
 public:
-    virtual unsigned int size() const = 0;
-    virtual int ownsMembers() const = 0;
-    virtual int contains(ZObject_5_1 const* object) const = 0;
-    virtual void remove(unsigned int index) = 0;
-    virtual void removeAll() = 0;
-    virtual ZObject_5_1* get(unsigned int index) const = 0;
+    virtual unsigned int size() const = 0;  // slots, the empty ones among them
+    virtual int ownsMembers() const = 0;    // whether it clones and deletes its objects
+    virtual int contains(ZObject_5_1 const* object) const = 0;  // 1 when indexOf() finds it, else 0
+    virtual void remove(unsigned int index) = 0;                // empties a slot
+    virtual void removeAll() = 0;                               // empties all slots
+    virtual ZObject_5_1* get(unsigned int index) const = 0;     // null when the slot is empty
+    // Puts an object, or a clone when owning, in the place of the one before; null empties the
+    // slot.
     virtual void set(unsigned int index, ZObject_5_1 const* object) = 0;
+    // The same with the object itself, which an owning array takes over.
     virtual void setNoCopy(unsigned int index, ZObject_5_1 const* object) = 0;
+    // First or last slot with an object that `object` equals; -1 when there is none.
     virtual int indexOf(ZObject_5_1 const* object) const = 0;
     virtual int lastIndexOf(ZObject_5_1 const* object) const = 0;
-    virtual void swap(unsigned int left, unsigned int right) = 0;
+    virtual void swap(unsigned int left, unsigned int right) = 0;  // exchanges two slots
 
 protected:
     ZArrayInterface_5_1() = default;
@@ -28,6 +32,7 @@ protected:
     ~ZArrayInterface_5_1() = default;
 };
 
+// Arrays as objects; adds nothing.
 class Z_API ZAbstractArray_5_1 : public ZObject_5_1, public ZArrayInterface_5_1 {};
 
 // An owning array stores clones of what it is given and deletes them when they are replaced or

@@ -5,13 +5,14 @@
 
 #include "ZObject.h"
 
-// Lengths are in bytes. No locking: callers serialise.
+// What any block of bytes offers. Lengths are in bytes. No locking: callers serialise.
 class Z_API ZBufferInterface_5_1 {
 public:
-    virtual void setLength(unsigned long length) = 0;
-    virtual void setBuffer(unsigned long length, void* data) = 0;
-    virtual unsigned long getLength() const = 0;
-    virtual void* getBuffer() const = 0;
+    virtual void setLength(unsigned long length) = 0;  // bytes that are added are undefined
+    virtual void setBuffer(unsigned long length, void* data) = 0;  // other bytes from now on
+    virtual unsigned long getLength() const = 0;                   // 0 when empty
+    virtual void* getBuffer() const = 0;  // the bytes, still the buffer's; null when empty
+    // Hands the bytes out; the buffer is then empty.
     virtual void takeBuffer(unsigned long& length, void*& data) = 0;
 
 protected:
@@ -21,6 +22,7 @@ protected:
     ~ZBufferInterface_5_1() = default;
 };
 
+// Buffers ordered by length and bytes.
 class Z_API ZAbstractBuffer_5_1 : public ZObject_5_1, public ZBufferInterface_5_1 {
 public:
     ~ZAbstractBuffer_5_1() noexcept override;
@@ -35,6 +37,7 @@ public:
 // length keeps its value; such a buffer can still be copied, compared, set and destroyed.
 class Z_API ZBuffer_5_1 : public ZAbstractBuffer_5_1 {
 public:
+    // Empty.
     ZBuffer_5_1();
 
     // A copy of the bytes.
@@ -72,6 +75,7 @@ public:
     // Hands the block over to the caller, who releases it with free; the buffer is then empty.
     void takeBuffer(unsigned long& length, void*& data) override;
 
+    // getBuffer().
     operator void*() const { return getBuffer(); }
 
 private:
@@ -83,15 +87,17 @@ private:
 // Nothing is allocated, copied or freed.
 class Z_API ZConstBuffer_5_1 : public ZAbstractBuffer_5_1 {
 public:
+    // Refers to nothing, or to the bytes at `data`.
     ZConstBuffer_5_1();
     ZConstBuffer_5_1(unsigned long length, void* data);
+
     ZConstBuffer_5_1(ZConstBuffer_5_1 const& other);
     ZConstBuffer_5_1& operator=(ZConstBuffer_5_1 const& other);
     ~ZConstBuffer_5_1() noexcept override;
 
     ZObject_5_1* clone() const override;
 
-    void setLength(unsigned long length) override;
+    void setLength(unsigned long length) override;  // the number alone: nothing is checked
     void setBuffer(unsigned long length, void* data) override;
     unsigned long getLength() const override;
     void* getBuffer() const override;
@@ -99,6 +105,7 @@ public:
     // Hands out length and pointer and forgets them.
     void takeBuffer(unsigned long& length, void*& data) override;
 
+    // getBuffer().
     operator void*() const { return getBuffer(); }
 
 private:

@@ -9,14 +9,15 @@
 #include "ZLock.h"
 #include "ZObject.h"
 
+// What any condition offers; ZCondition_5_1 below says what each operation does.
 class Z_API ZConditionInterface_5_1 {
 public:
-    virtual int wait() = 0;
-    virtual int wait(long seconds, int& timedOut) = 0;
-    virtual int wait(timespec& absTime, int& timedOut) = 0;
-    virtual int signal() = 0;
-    virtual int broadcast() = 0;
-    virtual void waitTimedOut() = 0;
+    virtual int wait() = 0;                                  // until woken
+    virtual int wait(long seconds, int& timedOut) = 0;       // at most so long
+    virtual int wait(timespec& absTime, int& timedOut) = 0;  // at most until a wall-clock time
+    virtual int signal() = 0;                                // wakes one waiter
+    virtual int broadcast() = 0;                             // wakes all waiters
+    virtual void waitTimedOut() = 0;                         // called when a timed wait has expired
 
 protected:
     ZConditionInterface_5_1() = default;
@@ -25,6 +26,7 @@ protected:
     ~ZConditionInterface_5_1() = default;
 };
 
+// A condition is locked and unlocked as the lock that it is bound to.
 class Z_API ZAbstractCondition_5_1 : public ZObject_5_1,
                                      public ZConditionInterface_5_1,
                                      public ZLockInterface_5_1 {
@@ -70,6 +72,7 @@ public:
     int lock() override;
     int unlock() override;
 
+    // The lock that it is bound to, not the caller's to delete.
     virtual ZLock_5_1* getResource() const;
 
     // Called, with the lock held, when a timed wait has expired. Does nothing here.
@@ -107,8 +110,8 @@ public:
     // Sets the flag through setCondition(1), which ends the wait.
     void waitTimedOut() override;
 
-    virtual void initCondition();
-    virtual int testCondition();
+    virtual void initCondition();  // the flag becomes 0
+    virtual int testCondition();   // the flag
 
     // Returns 1. Wakes nobody: signal or broadcast afterwards.
     virtual int setCondition(int value);

@@ -73,6 +73,7 @@ public:
     // As every process lock; nothing for a thread whose take has failed, which has seen nothing.
     void sync(int update) override;
 
+    // "." or the folder given, "" for the current one of a lock without a name given.
     virtual ZLCString_5_1 const& getLockDirName() const;
 
     // A folder whose owner may write and search it, else ZInvalidParameterException_5_1; null is
@@ -87,6 +88,8 @@ public:
     // The record locks of a hold, with the pid written and the file checked; without the thread's
     // part. Throws ZReadResourceException_5_1 (code 35, rc -1) for a file of 1 to 3 bytes.
     virtual int lockFile(zlockstate state);
+
+    // Gives these record locks up. Returns 0.
     virtual int unlockFile();
 
     // One hold in its two parts. For unset: code 6 for a caller without a hold. Else throws
@@ -97,13 +100,18 @@ public:
     // `name` in place of the lock's name in the file's name.
     virtual void setLockFileName(char const* name);
 
+    // Takes or leaves `length` bytes from `start`, against other processes. Return 0.
     virtual int lockFileRange(zlockstate state, unsigned int start, unsigned int length) = 0;
     virtual int unlockFileRange(unsigned int start, unsigned int length) = 0;
 
     // 0 for an empty file. A null pointer is ZInvalidParameterException_5_1.
     virtual void readSequenceNumber(unsigned long* sequence);
+
+    // Store the low 32 bits of the number, and this process's id. Throw as writeBytes().
     virtual void writeSequenceNumber(unsigned long sequence);
     virtual void writePid();
+
+    // Store or fetch `length` bytes of the file from `offset`.
     virtual void writeBytes(void* buffer, unsigned int offset, unsigned int length) = 0;
     virtual void readBytes(void* buffer, unsigned int offset, unsigned int length) = 0;
 
@@ -120,10 +128,13 @@ private:
 // On a real file, which is open for as long as a hold lasts.
 class Z_API ZUnixProcessReadWriteFileLock_5_1 : public ZAbstractProcessReadWriteFileLock_5_1 {
 public:
+    // As their base; no file is made or opened before the first hold.
     ZUnixProcessReadWriteFileLock_5_1();
     explicit ZUnixProcessReadWriteFileLock_5_1(char const* name);
     ZUnixProcessReadWriteFileLock_5_1(char const* name, char const* dir);
     ZUnixProcessReadWriteFileLock_5_1(ZUnixProcessReadWriteFileLock_5_1 const& other);
+
+    // As its base. A file left open without a hold is closed.
     ZUnixProcessReadWriteFileLock_5_1& operator=(ZUnixProcessReadWriteFileLock_5_1 const& other);
 
     // Closes the file; then as every process lock, code 32 when it is held.
@@ -155,18 +166,22 @@ public:
     // -1 while no file is open.
     int getFileHandle() const { return fileHandle_; }
 
-    // Makes the file when it is missing; a symbolic link is not followed. What fails here is told
-    // by the next operation on the file.
+    // Opens the file, and makes it when it is missing; a symbolic link is not followed. What fails
+    // here is told by the next operation on the file.
     void createLockFile();
+
+    // Drops the record locks that this process has on the file. Does nothing when none is open.
     void closeLockFile() noexcept;
 
 private:
     std::atomic<int> fileHandle_;
 };
 
-// The same protocol without a file, for one process.
+// The same protocol without a file, for one process. What would work on a file returns 0 or does
+// nothing.
 class Z_API ZStubProcessReadWriteFileLock_5_1 : public ZAbstractProcessReadWriteFileLock_5_1 {
 public:
+    // As their base. A copy starts from the number stored so far.
     ZStubProcessReadWriteFileLock_5_1();
     explicit ZStubProcessReadWriteFileLock_5_1(char const* name);
     ZStubProcessReadWriteFileLock_5_1(char const* name, char const* dir);
@@ -182,7 +197,9 @@ public:
 
     // The stored number; null is passed over.
     void readSequenceNumber(unsigned long* sequence) override;
-    void writeSequenceNumber(unsigned long sequence) override;
+    void writeSequenceNumber(unsigned long sequence) override;  // keeps the low 32 bits
+
+    // Do nothing: what readBytes() was given stays as it was.
     void writeBytes(void* buffer, unsigned int offset, unsigned int length) override;
     void readBytes(void* buffer, unsigned int offset, unsigned int length) override;
 

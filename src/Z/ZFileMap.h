@@ -11,7 +11,7 @@ class Z_API ZAbstractFileMap_5_1 {
 public:
     // Any other number counts as readWrite.
     enum zmapmode : int {
-        readOnly = 0,
+        readOnly = 0,   // writing to the mapping is SIGSEGV
         create = 1,     // read and write; the file is made (0600) and extended to the length asked
         readWrite = 2,  // the file is neither made nor extended
     };
@@ -26,6 +26,7 @@ public:
 
     virtual ~ZAbstractFileMap_5_1() noexcept;
 
+    // Those given to the constructor.
     ZLCString_5_1 const& fileName() const { return fileName_; }
     zmapmode mode() const { return mode_; }
     // Kept for the caller.
@@ -36,12 +37,14 @@ public:
     unsigned long length() const { return length_; }
 
 protected:
+    // Not mapped. The name is copied; nothing is looked up.
     ZAbstractFileMap_5_1(ZLCString_5_1 const& fileName, zmapmode mode, int flags);
     // The same file, mode and flags, not mapped.
     ZAbstractFileMap_5_1(ZAbstractFileMap_5_1 const& other);
     // Changes nothing.
     ZAbstractFileMap_5_1& operator=(ZAbstractFileMap_5_1 const& other);
 
+    // What the functions of these names give.
     ZLCString_5_1 fileName_;
     zmapmode mode_;
     int flags_;
@@ -54,6 +57,7 @@ protected:
 // must not be touched: SIGBUS.
 class Z_API ZUnixFileMap_5_1 : public ZAbstractFileMap_5_1 {
 public:
+    // Not mapped. The name is copied; nothing is looked up.
     ZUnixFileMap_5_1(ZLCString_5_1 const& fileName, zmapmode mode, int flags);
 
     // The same file, mode and flags, not mapped.
@@ -68,6 +72,8 @@ public:
     // for a file larger than the address space; else that of the failing call. A file that was made
     // or extended stays so. `err` may be null.
     void* mapfile(int* err, unsigned long length) override;
+
+    // An error is that of munmap or close; both are tried. `err` may be null.
     void unmapfile(int* err) override;
 
     // Unmaps and drops errors.

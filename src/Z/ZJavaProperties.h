@@ -17,6 +17,7 @@
 // goes with the first descriptor of the file that the process closes.
 class Z_API ZJavaProperties_5_1 : public ZObject_5_1 {
 public:
+    // Without pairs.
     ZJavaProperties_5_1();
     ZJavaProperties_5_1(ZJavaProperties_5_1 const&) = delete;
     ZJavaProperties_5_1& operator=(ZJavaProperties_5_1 const&) = delete;

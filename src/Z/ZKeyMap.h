@@ -18,9 +18,9 @@
 // Allocation failures pass through. No locking: callers serialise.
 class Z_API ZKeyMap_5_1 {
 public:
-    virtual unsigned int size() const = 0;
-    virtual int isEmpty() const = 0;
-    virtual int contains(ZObject_5_1 const* key) const = 0;
+    virtual unsigned int size() const = 0;                   // pairs
+    virtual int isEmpty() const = 0;                         // 1 when there is no pair, else 0
+    virtual int contains(ZObject_5_1 const* key) const = 0;  // 1 when the key is there, else 0
 
     // The stored value, still the map's. Null for an absent key and for a stored null alike:
     // contains() tells them apart.
@@ -32,6 +32,7 @@ public:
     // Puts every pair of the other map.
     virtual void putAll(ZKeyMap_5_1 const& other) = 0;
 
+    // Remove a key with its value, or all; an owning map deletes them.
     virtual void removeEntry(ZObject_5_1 const* key) = 0;
     virtual void removeAll() = 0;
 
@@ -47,6 +48,7 @@ protected:
     ~ZKeyMap_5_1() = default;
 };
 
+// isEmpty() in terms of size().
 class Z_API ZAbstractKeyMap_5_1 : public ZObject_5_1, public ZKeyMap_5_1 {
 public:
     int isEmpty() const override;
@@ -76,6 +78,7 @@ public:
     // before any) differ, else what the keys say.
     int equals(ZObject_5_1 const& other) const override;
 
+    // Still the entry's where it owns them.
     ZObject_5_1* getKey() const { return key_; }
     ZObject_5_1* getValue() const { return value_; }
 
@@ -92,6 +95,7 @@ private:
 // clones of keys and values; any other keeps the pointers.
 class Z_API ZHashKeyMap_5_1 : public ZAbstractKeyMap_5_1 {
 public:
+    // Empty. The capacity settles the number of buckets.
     explicit ZHashKeyMap_5_1(unsigned int capacity = 10, int ownsMembers = 0);
 
     // Clones of keys and values when the source owns, else the same pointers. Assignment takes

@@ -11,6 +11,7 @@ class ZUTF8ConstString_5_1;
 // Views text of the local codeset that somebody else owns; see ZAbstractConstString_5_1.
 class Z_API ZLCConstString_5_1 : public ZAbstractConstString_5_1 {
 public:
+    // Views the empty text, or the characters; null stands for the empty text.
     ZLCConstString_5_1() {}
     ZLCConstString_5_1(char const* chars) : ZAbstractConstString_5_1(chars) {}
     ZLCConstString_5_1(ZLCConstString_5_1 const& other) = default;
@@ -18,14 +19,17 @@ public:
 
     // A view of the same characters, the caller's.
     ZObject_5_1* clone() const override;
+
     void* getCodesetHandle() const override;
 
+    // Views other characters from now on; null stands for the empty text.
     ZLCConstString_5_1& operator=(char const* chars) {
         ZAbstractConstString_5_1::operator=(chars);
         return *this;
     }
     ZLCConstString_5_1& operator=(ZLCConstString_5_1 const& other) = default;
 
+    // Byte equality.
     using ZAbstractConstString_5_1::operator==;
     using ZAbstractConstString_5_1::operator!=;
     int operator==(ZLCConstString_5_1 const& other) const {
@@ -39,6 +43,7 @@ public:
 // char const* arguments are taken as being in the local codeset already.
 class Z_API ZLCString_5_1 : public ZAbstractMutableString_5_1 {
 public:
+    // The empty text, or the text of `other` up to its first NUL, converted if need be.
     ZLCString_5_1() {}
     ZLCString_5_1(ZLCString_5_1 const& other) : ZAbstractMutableString_5_1(other) {}
     ZLCString_5_1(ZLCConstString_5_1 const& other) : ZAbstractMutableString_5_1(other) {}
@@ -58,12 +63,15 @@ public:
 
     // A copy, the caller's.
     ZObject_5_1* clone() const override;
+
     void* getCodesetHandle() const override;
 
     using ZAbstractMutableString_5_1::replaceAll;
     ZAbstractMutableString_5_1& replaceAll(char const* set, char const* replacement) override;
     ZAbstractMutableString_5_1& replaceOther(char const* set, char const* replacement) override;
 
+    // The text of `other` up to its first NUL, converted if need be; characters, where null gives
+    // the empty text; one byte; a number in decimal.
     using ZAbstractMutableString_5_1::operator=;
     ZLCString_5_1& operator=(ZLCString_5_1 const& other) {
         copyText(other);
@@ -79,10 +87,12 @@ public:
     ZLCString_5_1& operator=(long number);
     ZLCString_5_1& operator=(unsigned long number);
 
+    // A new text: this one and the other, each up to its first NUL. Null adds nothing.
     ZLCString_5_1 operator+(ZLCString_5_1 const& other) const;
     ZLCString_5_1 operator+(ZLCConstString_5_1 const& other) const;
     ZLCString_5_1 operator+(char const* text) const;
 
+    // Append the other text up to its first NUL (null: nothing), or one byte, which may be 0.
     using ZAbstractMutableString_5_1::operator+=;
     ZLCString_5_1& operator+=(ZLCString_5_1 const& other) {
         appendText(other.buffer(), other.textLength());
@@ -117,6 +127,7 @@ public:
     using ZAbstractMutableString_5_1::compare;
     int compare(ZLCString_5_1 const& other) const;
     int compare(ZLCConstString_5_1 const& other) const;
+    // The same, case ignored.
     using ZAbstractMutableString_5_1::compareignorecase;
     int compareignorecase(ZLCString_5_1 const& other) const;
     int compareignorecase(ZLCConstString_5_1 const& other) const;

@@ -12,27 +12,31 @@ class ZListIterator_5_1;
 // What any list offers; ZArrayList_5_1 below says what each operation does.
 class Z_API ZList_5_1 {
 public:
-    virtual int isEmpty() const = 0;
+    virtual int isEmpty() const = 0;  // 1 when there is no element, else 0
+    // By the comparison, ascending or descending.
     virtual void sort(ZSortCompare_5_1 const& compare,
                       ZSortCompare_5_1::sortorder const& order) = 0;
-    virtual unsigned int size() const = 0;
-    virtual int ownsMembers() const = 0;
-    virtual int contains(ZObject_5_1 const* object) const = 0;
-    virtual void add(ZObject_5_1 const* object) = 0;
-    virtual void add(unsigned int index, ZObject_5_1 const* object) = 0;
-    virtual void addList(ZList_5_1 const& other) = 0;
+    virtual unsigned int size() const = 0;                      // elements, nulls among them
+    virtual int ownsMembers() const = 0;                        // whether it clones and deletes
+    virtual int contains(ZObject_5_1 const* object) const = 0;  // 1 when indexOf() finds it, else 0
+    virtual void add(ZObject_5_1 const* object) = 0;            // at the end; a clone when owning
+    virtual void add(unsigned int index, ZObject_5_1 const* object) = 0;  // before that element
+    virtual void addList(ZList_5_1 const& other) = 0;                     // all of its elements
+    // As add(), with the object itself, which an owning list takes over.
     virtual void addNoCopy(ZObject_5_1 const* object) = 0;
     virtual void addNoCopy(unsigned int index, ZObject_5_1 const* object) = 0;
-    virtual void remove(ZObject_5_1 const* object) = 0;
-    virtual void remove(unsigned int index) = 0;
-    virtual void remove(ZListIterator_5_1& iterator) = 0;
-    virtual void removeAll() = 0;
-    virtual ZObject_5_1* get(unsigned int index) const = 0;
-    virtual void set(unsigned int index, ZObject_5_1 const* object) = 0;
+    virtual void remove(ZObject_5_1 const* object) = 0;      // the first equal element
+    virtual void remove(unsigned int index) = 0;             // the one at that position
+    virtual void remove(ZListIterator_5_1& iterator) = 0;    // the one that it gave last
+    virtual void removeAll() = 0;                            // deletes them when owning
+    virtual ZObject_5_1* get(unsigned int index) const = 0;  // null out of range
+    virtual void set(unsigned int index, ZObject_5_1 const* object) = 0;  // in place of the former
+    // First or last position of an element that `object` equals; -1 when there is none.
     virtual int indexOf(ZObject_5_1 const* object) const = 0;
     virtual int lastIndexOf(ZObject_5_1 const* object) const = 0;
+    // Adds the elements from..to, both included, to the target.
     virtual void subList(ZList_5_1& target, unsigned int from, unsigned int to) const = 0;
-    virtual void swap(unsigned int left, unsigned int right) = 0;
+    virtual void swap(unsigned int left, unsigned int right) = 0;  // exchanges two elements
 
     // The iterator's own indexOf() and backUp().
     virtual int indexOf(ZListIterator_5_1& iterator);
@@ -119,6 +123,8 @@ public:
     void remove(ZObject_5_1 const* object) override;
     void remove(unsigned int index) override;
     void remove(ZListIterator_5_1& iterator) override;
+
+    // Keeps the capacity.
     void removeAll() override;
 
     // Still owned by the list if it owns; null beyond the end.
@@ -168,6 +174,7 @@ private:
 // end. The list must outlive its iterators.
 class Z_API ZListIterator_5_1 : public ZAbstractIterator_5_1 {
 public:
+    // Stands before the first element.
     explicit ZListIterator_5_1(ZList_5_1 const& list);
 
     // The copy walks the same list from the same position.

@@ -5,6 +5,7 @@
 
 #include "ZLCString.h"
 
+// What this machine is called.
 class Z_API ZLocalHostName_5_1 {
 public:
     // The official name of the local host, with its domain where the resolver knows that. Empty

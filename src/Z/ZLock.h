@@ -9,6 +9,7 @@
 
 #include "ZObject.h"
 
+// What can be held by one thread at a time, or by several where the class says so.
 class Z_API ZLockInterface_5_1 {
 public:
     // Both return 0 and throw when they fail.
@@ -19,6 +20,7 @@ public:
     virtual ~ZLockInterface_5_1() noexcept(false);
 };
 
+// Base of the locks that one thread at a time holds; adds nothing.
 class Z_API ZAbstractLock_5_1 : public ZLockInterface_5_1 {};
 
 // Excludes the other threads of this process. The owner may enter again any number of times, which

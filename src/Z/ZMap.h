@@ -15,9 +15,10 @@
 // removals do nothing. Allocation failures pass through. No locking: callers serialise.
 class Z_API ZMap_5_1 {
 public:
-    virtual unsigned int size() const = 0;
-    virtual int isEmpty() const = 0;
-    virtual int contains(ZObject_5_1 const* entry) const = 0;
+    virtual unsigned int size() const = 0;  // entries
+    virtual int isEmpty() const = 0;        // 1 when there is none, else 0
+    virtual int contains(
+        ZObject_5_1 const* entry) const = 0;  // 1 when an equal one is there, else 0
 
     // The stored entry that equals the given one, still the map's; null when absent.
     virtual ZObject_5_1* getEntry(ZObject_5_1 const* entry) const = 0;
@@ -25,7 +26,10 @@ public:
     // Stores the entry (a clone in an owning map), in the place of an equal one if there is one.
     virtual void putEntry(ZObject_5_1* entry) = 0;
 
+    // Stores every entry of the other map.
     virtual void putAll(ZMap_5_1& other) = 0;
+
+    // Remove the entry that equals the given one, or all; an owning map deletes them.
     virtual void removeEntry(ZObject_5_1* entry) = 0;
     virtual void removeAll() = 0;
 
@@ -39,6 +43,7 @@ protected:
     ~ZMap_5_1() = default;
 };
 
+// isEmpty() in terms of size().
 class Z_API ZAbstractMap_5_1 : public ZObject_5_1, public ZMap_5_1 {
 public:
     int isEmpty() const override;
@@ -47,6 +52,7 @@ public:
 // A list used as a map, by linear search. Entries keep the order of their first insertion.
 class Z_API ZArrayMap_5_1 : public ZArrayList_5_1, public ZMap_5_1 {
 public:
+    // As ZArrayList_5_1, also where it is copied and assigned.
     explicit ZArrayMap_5_1(unsigned int initialCapacity = 10, int ownsMembers = 0);
     ZArrayMap_5_1(ZArrayMap_5_1 const& other);
     ZArrayMap_5_1& operator=(ZArrayMap_5_1 const& other);
@@ -76,6 +82,7 @@ public:
 // by bucket, within one in the order of first insertion. A null entry is never stored.
 class Z_API ZHashMap_5_1 : public ZAbstractMap_5_1 {
 public:
+    // Empty. The capacity settles the number of buckets.
     explicit ZHashMap_5_1(unsigned int capacity = 10, int ownsMembers = 0);
 
     // Clones every bucket: the entries too when owning, else they are shared. Assignment takes
@@ -121,6 +128,7 @@ private:
 // the map deletes meanwhile is given out as a dangling pointer.
 class Z_API ZMapIterator_5_1 : public ZAbstractIterator_5_1 {
 public:
+    // Stands before the first entry, in the order of the map's list().
     explicit ZMapIterator_5_1(ZMap_5_1 const& map);
 
     // The copy has a snapshot of its own and stands at the same entry.
@@ -143,6 +151,7 @@ private:
 // Walks an array map itself, without a snapshot.
 class Z_API ZArrayMapIterator_5_1 : public ZListIterator_5_1 {
 public:
+    // As ZListIterator_5_1, also where it is copied and assigned.
     explicit ZArrayMapIterator_5_1(ZArrayMap_5_1& map);
     ZArrayMapIterator_5_1(ZArrayMapIterator_5_1 const& other);
     ZArrayMapIterator_5_1& operator=(ZArrayMapIterator_5_1 const& other);

@@ -25,7 +25,8 @@ typedef std::decay<va_list>::type ZVaArg_5_1;
 // service is called from any thread.
 class Z_API ZMessageService_5_1 {
 public:
-    // An error with up to six inserts, of which the first `count` are used.
+    // An error with up to six inserts, of which the first `count` are used, in the local codeset
+    // or in UTF-8.
     virtual void outputMessage(char const* file, int line, int code, int count,
                                ZLCString_5_1 const* s1 = nullptr, ZLCString_5_1 const* s2 = nullptr,
                                ZLCString_5_1 const* s3 = nullptr, ZLCString_5_1 const* s4 = nullptr,
@@ -43,11 +44,13 @@ public:
     // An exception with its inserts, in the order of its text's placeholders; see ZVaArg_5_1.
     virtual void outputException(ZZException_5_1 const* exception, char* args) const = 0;
 
-    // The current service; the default one is made at the first call and lives to the end.
+    // The current service, and the default one, which is made at the first call and lives to the
+    // end. Never null, not the caller's.
     static ZMessageService_5_1 const* messageService();
     static ZMessageService_5_1 const* defaultMessageService();
     // Installs `service`, or the default again for null. Calls under way finish with the old one.
     static void setMessageService(ZMessageService_5_1 const* service);
+    // outputException(exception, args) of the current service.
     static void routeZZException(ZZException_5_1 const* exception, char* args);
     // Makes the default service unless it is there; the functions above call it.
     static void init();
@@ -55,6 +58,7 @@ public:
 protected:
     ~ZMessageService_5_1() = default;
 
+    // The current service and the default one.
     static std::atomic<ZMessageService_5_1 const*> ms_;
     static std::atomic<ZMessageService_5_1 const*> dms_;
 };

@@ -17,6 +17,7 @@ public:
     ~ZObservedParm_5_1() noexcept override;
 };
 
+// What is told of changes. Not deleted through this interface.
 class Z_API ZObserverInterface_5_1 {
 public:
     // Called on the announcing thread, once per announcement, with the subject's observers locked.
@@ -30,13 +31,14 @@ protected:
     ~ZObserverInterface_5_1() = default;
 };
 
+// What tells of its changes; ZAbstractObservable_5_1 below says what each operation does.
 class Z_API ZObservableInterface_5_1 {
 public:
-    virtual void addObserver(ZObserverInterface_5_1* observer) = 0;
-    virtual void deleteObserver(ZObserverInterface_5_1* observer) = 0;
-    virtual void deleteObservers() = 0;
-    virtual int countObservers() = 0;
-    virtual void notifyObservers(ZObservedParm_5_1 const& announcement) = 0;
+    virtual void addObserver(ZObserverInterface_5_1* observer) = 0;     // which stays the caller's
+    virtual void deleteObserver(ZObserverInterface_5_1* observer) = 0;  // is told no more
+    virtual void deleteObservers() = 0;                                 // forgets them all
+    virtual int countObservers() = 0;                                   // those registered now
+    virtual void notifyObservers(ZObservedParm_5_1 const& announcement) = 0;  // calls each once
 
 protected:
     ZObservableInterface_5_1() = default;
@@ -48,11 +50,13 @@ protected:
 // Holds one observer's address, so that a list can find it. Equal and ordered by that address.
 class Z_API Voyeur_5_1 : public ZObject_5_1 {
 public:
+    // The observer stays the caller's.
     explicit Voyeur_5_1(ZObserverInterface_5_1* observer);
     Voyeur_5_1(Voyeur_5_1 const& other);
     Voyeur_5_1& operator=(Voyeur_5_1 const& other);
     ~Voyeur_5_1() noexcept override;
 
+    // The observer's address.
     unsigned long hash() const override;
 
     // `other` must be a Voyeur_5_1.
@@ -60,6 +64,7 @@ public:
 
     ZObject_5_1* clone() const override;
 
+    // Not the caller's to delete.
     ZObserverInterface_5_1* observer() const { return observer_; }
 
 private:
@@ -78,6 +83,7 @@ public:
 
     // An unknown observer is ignored.
     void deleteObserver(ZObserverInterface_5_1* observer) override;
+
     void deleteObservers() override;
     int countObservers() override;
 
@@ -91,6 +97,7 @@ public:
     int hasObservers() const { return count_.load(std::memory_order_acquire) != 0; }
 
 protected:
+    // Without observers.
     ZAbstractObservable_5_1();
 
     // The same observers, a lock of its own.

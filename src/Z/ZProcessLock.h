@@ -29,15 +29,19 @@ public:
     ZSequenceUpdate_5_1(unsigned long sequence, unsigned long lastSequence);
     ~ZSequenceUpdate_5_1() noexcept override;
 
-    unsigned long getSequence() const { return sequence_; }
-    unsigned long getLastSequence() const { return lastSequence_; }
+    unsigned long getSequence() const { return sequence_; }          // the number now current
+    unsigned long getLastSequence() const { return lastSequence_; }  // the one seen last
 
+    // 31 times the current number, plus the last one.
     unsigned long hash() const override;
 
     // The difference of the numbers, of the last ones when those are the same, in 32 bits that
     // wrap: 0 comes after 0xFFFFFFFE. `other` must be a ZSequenceUpdate_5_1.
     int compare(ZObject_5_1 const& other) const override;
+
     ZObject_5_1* clone() const override;
+
+    // Whether both numbers are the same.
     int operator==(ZSequenceUpdate_5_1 const& other) const;
 
 private:
@@ -117,8 +121,8 @@ public:
     int readWithIntentToWriteLock() override;
     int promoteReadToWriteLock() override;
 
-    virtual zlockstate getLockState() const;
-    virtual ZLCString_5_1 const& getLockName() const;
+    virtual zlockstate getLockState() const;           // the object's hold between processes
+    virtual ZLCString_5_1 const& getLockName() const;  // by which processes mean the same lock
 
     // Works on a held lock alone, which it releases first. Without a hold the old name stays.
     virtual void setLockName(ZLCString_5_1& name);
@@ -126,13 +130,17 @@ public:
     // Threads of this process that hold the lock to read.
     virtual int getReaderCount();
 
-    // Sequence numbers have 32 bits, 0 follows 0xFFFFFFFE. The last one is invalidSequence until
-    // the first release or, in lock files, the first hold.
+    // The current number: 32 bits, 0 at first.
     virtual unsigned long getSequence() const;
     virtual void incSequence();
     virtual unsigned long getLastSequence() const;
     virtual void setLastSequence(unsigned long sequence);
 
+    // The next number becomes the current one; 0 follows 0xFFFFFFFE.
+
+
+    // The number that this process saw last: invalidSequence until the first release or, in lock
+    // files, the first hold.
     // The current number has been seen.
     virtual void setLastSequence();
 
@@ -150,8 +158,10 @@ protected:
     static bool isState(zlockstate state) { return state >= unset && state <= write; }
 
     void setLockState(zlockstate state) { lockState_ = state; }
+    // Whether the number is one of the four states.
     void setSequence(unsigned long sequence) { sequence_ = static_cast<std::uint32_t>(sequence); }
 
+    // What getLockState() and getSequence() give; of a number, the low 32 bits.
     // Throws code 6 when no thread holds the lock, or another one to write.
     void refuseWithoutHold() const;
 
@@ -177,6 +187,7 @@ public:
     ZStubProcessReadWriteLock_5_1();
     explicit ZStubProcessReadWriteLock_5_1(char const* name);
     ZStubProcessReadWriteLock_5_1(ZStubProcessReadWriteLock_5_1 const& other);
+    // As their base.
     ZStubProcessReadWriteLock_5_1& operator=(ZStubProcessReadWriteLock_5_1 const& other);
     ~ZStubProcessReadWriteLock_5_1() noexcept(false) override;
 

@@ -44,23 +44,28 @@ enum ZPropertyStringType : int {
 // the call; the key is null for a change of a whole stanza.
 class Z_API ZPropertyChanged_5_1 : public ZObservedParm_5_1 {
 public:
-    enum PropertyStyle : int { STANZA = 0 };
+    // The kind of file that changed.
+    enum PropertyStyle : int {
+        STANZA = 0  // one of stanzas, the only kind
+    };
+    // What happened.
     enum PropertyChangeType : int {
         ADDED = 0,    // a stanza was added
         DELETED = 1,  // a key or a stanza was deleted
         CHANGED = 2,  // a value was set
     };
 
+    // Borrows both names.
     ZPropertyChanged_5_1(PropertyStyle style, PropertyChangeType type, char const* stanza,
                          char const* key)
         : stanza_(stanza), key_(key), style_(style), type_(type) {}
     ZPropertyChanged_5_1(ZPropertyChanged_5_1 const&) = delete;
     ZPropertyChanged_5_1& operator=(ZPropertyChanged_5_1 const&) = delete;
 
-    char const* getStanza() const { return stanza_; }
-    char const* getKey() const { return key_; }
-    PropertyStyle getStyle() const { return style_; }
-    PropertyChangeType getChangeType() const { return type_; }
+    char const* getStanza() const { return stanza_; }           // the stanza that changed
+    char const* getKey() const { return key_; }                 // the key, or null
+    PropertyStyle getStyle() const { return style_; }           // the kind of file
+    PropertyChangeType getChangeType() const { return type_; }  // what happened
 
 private:
     char const* stanza_;
@@ -71,9 +76,10 @@ private:
 
 // ---- the read view ----
 
+// What can be asked of a configuration file.
 class Z_API ZPropertiesInterface_5_1 {
 public:
-    // 1 or 0.
+    // Whether there is such a key, with or without values, or such a stanza: 1 or 0.
     virtual int exists(char const* stanza, char const* key) const = 0;
     virtual int exists(char const* stanza) const = 0;
     // The first value into `out`, converted to its codeset. Without one: the default (local
@@ -99,6 +105,7 @@ public:
     // Empties `out`, which must own its members, and fills it with copies of all values in order.
     virtual void getValues(char const* stanza, char const* key, ZArrayList_5_1& out,
                            ZPropertyStringType type) const = 0;
+    // Null or empty: the file that the instance was first loaded from or stored to.
     virtual void load(char const* file) = 0;
     virtual void reload(char const* file) = 0;
     virtual void store(char const* file) = 0;
@@ -108,12 +115,15 @@ public:
 
 // ---- the write view ----
 
+// How a configuration file is changed, in memory until it is stored.
 class Z_API ZPropertiesMutableInterface_5_1 {
 public:
+    // Replace all values of the key by one, making stanza and key when needed.
     virtual void setValue(char const* stanza, char const* key, char const* value) = 0;
     virtual void setIntegerValue(char const* stanza, char const* key, unsigned int value) = 0;
     virtual void setBooleanValue(char const* stanza, char const* key, int value) = 0;
-    virtual void deleteKey(char const* stanza, char const* key) = 0;
+    virtual void deleteKey(char const* stanza, char const* key) = 0;  // with its values
+    // Adds a comment at the top of the file, or above the key's line.
     virtual void addFileComment(char const* text) = 0;
     virtual void addEntryComment(char const* stanza, char const* key, char const* text) = 0;
 
@@ -123,29 +133,33 @@ protected:
 
 // ---- iterators ----
 
+// Walks the keys of a stanza; ZPropertiesIterator_5_1 below says how each operation fails.
 class Z_API ZPropertiesIteratorInterface_5_1 {
 public:
-    virtual int hasMore() const = 0;
-    virtual ZArrayList_5_1* nextEntry() = 0;
-    virtual char const* entryName() const = 0;
-    virtual char const* entryValue(int index) const = 0;
-    virtual int keyCount() const = 0;
-    virtual int valueCount() const = 0;
+    virtual int hasMore() const = 0;                      // 1 while there is a further key, else 0
+    virtual ZArrayList_5_1* nextEntry() = 0;              // steps to the next key; its values
+    virtual char const* entryName() const = 0;            // the key it stands on
+    virtual char const* entryValue(int index) const = 0;  // that key's value, counted from 0
+    virtual int keyCount() const = 0;                     // keys of the stanza
+    virtual int valueCount() const = 0;                   // values of the key it stands on
     virtual ~ZPropertiesIteratorInterface_5_1() noexcept(false) {}
 };
 
+// Walks the values of a key; ZAbstractPropertyValuesIterator_5_1 below says how each operation
+// fails.
 class Z_API ZPropertyValuesIteratorInterface_5_1 {
 public:
-    virtual int hasMore() const = 0;
-    virtual ZLCString_5_1* nextValue() = 0;
-    virtual char const* nextValue(char const*& out) = 0;
-    virtual void changeValue(char const* value) = 0;
-    virtual void addValue(char const* value) = 0;
-    virtual void removeValue() = 0;
-    virtual int valueCount() const = 0;
+    virtual int hasMore() const = 0;         // 1 while there is a further value, else 0
+    virtual ZLCString_5_1* nextValue() = 0;  // steps to the next value
+    virtual char const* nextValue(char const*& out) = 0;  // the same, and gives its characters
+    virtual void changeValue(char const* value) = 0;      // in place of the one it stands on
+    virtual void addValue(char const* value) = 0;         // behind that one, and steps onto it
+    virtual void removeValue() = 0;                       // the one it stands on
+    virtual int valueCount() const = 0;                   // values of the key
     virtual ~ZPropertyValuesIteratorInterface_5_1() noexcept(false) {}
 };
 
+// Adds nothing.
 class Z_API ZAbstractPropertiesIterator_5_1 : public ZPropertiesIteratorInterface_5_1 {};
 
 // Walks the keys of one stanza in file order. Holds the instance's lock from its construction to
@@ -167,14 +181,17 @@ public:
     // none). Past the end: ZPropertiesIteratorException_5_1 (code 42), as for the three below
     // before the first entry.
     ZArrayList_5_1* nextEntry() override;
+
     char const* entryName() const override;
     // Value `index` of the key, counted from 0; null when the key is gone. An index that is not
     // there is ZInvalidParameterException_5_1.
     char const* entryValue(int index) const override;
+
     int keyCount() const override;
     int valueCount() const override;
 
 protected:
+    // The values of a key of the stanza, the store's; null when there is none.
     virtual ZArrayList_5_1* getValues(char const* name);
 
 private:
@@ -196,12 +213,14 @@ private:
 // combined with values iterators of other threads: each would wait for the other's lock.
 class Z_API ZAbstractPropertyValuesIterator_5_1 : public ZPropertyValuesIteratorInterface_5_1 {
 public:
+    // Which values the iterator is for.
     enum ZPropIter_valtype : int {
         ANY = 0,         // what the key is now
         PLAIN = 1,       // ZInvalidParameterException_5_1 when the key holds obfuscated values
         OBFUSCATED = 2,  // and the reverse
     };
 
+    // Stands before the first value. An absent key has none; addValue() makes it.
     ZAbstractPropertyValuesIterator_5_1(ZProperties_5_1& properties, char const* stanza,
                                         char const* key, ZPropertyStringType type,
                                         ZPropIter_valtype valtype);
@@ -226,6 +245,7 @@ public:
     // The next value is then the one that followed. The first of obfuscated values takes all of
     // them with it and leaves the key empty.
     void removeValue() override;
+
     int valueCount() const override;
     int isValid() const;  // 1 while the iterator stands on a value
 
@@ -248,6 +268,7 @@ private:
 
 // ---- factory ----
 
+// Makes the instances of one kind of configuration file.
 class Z_API ZPropertiesFactoryInterface_5_1 {
 public:
     // A new, empty instance that the caller owns.
@@ -260,6 +281,7 @@ public:
 class Z_API ZAbstractPropertiesFactory_5_1 : public ZPropertiesFactoryInterface_5_1,
                                              public ZObject_5_1 {
 public:
+    // Without instances.
     ZAbstractPropertiesFactory_5_1();
     ZAbstractPropertiesFactory_5_1(ZAbstractPropertiesFactory_5_1 const&) = delete;
     ZAbstractPropertiesFactory_5_1& operator=(ZAbstractPropertiesFactory_5_1 const&) = delete;
@@ -281,6 +303,7 @@ public:
     //     ZAbstractProperties_5_1::ZPropResourceLock hold(lock);
     class Z_API ZPropResourceLock {
     public:
+        // Whatever lock() throws passes through.
         explicit ZPropResourceLock(ZLockInterface_5_1& lock);
         ZPropResourceLock(ZPropResourceLock const&) = delete;
         ZPropResourceLock& operator=(ZPropResourceLock const&) = delete;
@@ -290,11 +313,13 @@ public:
         ZLockInterface_5_1& lock_;
     };
 
+    // A free lock.
     ZAbstractProperties_5_1() {}
     ZAbstractProperties_5_1(ZAbstractProperties_5_1 const& other);
     ~ZAbstractProperties_5_1() noexcept(false) override;
 
 protected:
+    // The instance lock, which every operation holds.
     ZLock_5_1& lockObject() const { return lock_; }
 
 private:
@@ -424,10 +449,14 @@ public:
     // to date by it; null when there is no such stanza. Use it only while no other thread changes
     // the instance.
     ZArrayList_5_1* keyNames(char const* stanza) const;
+    // Appends these names, as they are now, to the caller's list, which must own its members (else
+    // ZInvalidParameterException_5_1); none when there is no such stanza.
     void keyNames(char const* stanza, ZArrayList_5_1& names) const;
     // The key's values, owned by the store, or null. Use as above.
     ZArrayList_5_1* get(char const* stanza, char const* key) const;
 
+    // Whether there are changes that are not stored: what reload() drops and getPropertiesFor()
+    // waits for. Set and cleared by the operations themselves.
     int isModified() const { return modified_.load(std::memory_order_acquire); }
     void setModified() { modified_.store(1, std::memory_order_release); }
     void resetModified() { modified_.store(0, std::memory_order_release); }
@@ -455,6 +484,7 @@ protected:
     z_5_1::PropSlice extractValue(ZPCache_5_1 const& store, char const* stanza, char const* key,
                                   int required) const;
 
+    // The store, guarded by the instance lock.
     ZPCache_5_1* store_;
 
 private:
@@ -513,6 +543,7 @@ private:
     std::atomic<long> fileTime_{0};  // seconds; compared for equality only
 };
 
+// What belongs to the engine and may be called by itself.
 namespace z_5_1 {
 
 // 1 and the file's modification time in `time` when it differs from it; 0 when it is equal or the

@@ -13,9 +13,11 @@
 #include "ZObject.h"
 #include "ZObservable.h"
 
-// The operations that take or leave a lock return 0 and throw when they fail.
+// What any read-write lock offers. The operations that take or leave a lock return 0 and throw when
+// they fail.
 class Z_API ZReadWriteLockInterface_5_1 : public ZLockInterface_5_1 {
 public:
+    // What a lock is in, and what it is asked for.
     enum zlockstate : int {
         unset = 0,    // nobody holds the lock
         read = 1,     // one or more readers
@@ -25,11 +27,11 @@ public:
 
     int lock() override = 0;
     int unlock() override = 0;
-    virtual int lock(zlockstate state) = 0;
-    virtual int readLock() = 0;
-    virtual int writeLock() = 0;
-    virtual int readWithIntentToWriteLock() = 0;
-    virtual int promoteReadToWriteLock() = 0;
+    virtual int lock(zlockstate state) = 0;       // takes this state, or releases for unset
+    virtual int readLock() = 0;                   // lock(read)
+    virtual int writeLock() = 0;                  // lock(write)
+    virtual int readWithIntentToWriteLock() = 0;  // lock(protect)
+    virtual int promoteReadToWriteLock() = 0;     // from protect, the caller's, to write
 };
 
 // What the locks for threads and those for processes have in common. All operations may be called
@@ -61,14 +63,15 @@ public:
     // Releases; `update` matters to locks for processes alone.
     virtual int unlock(int update) = 0;
 
-    virtual int haveLock(zlockstate state) const = 0;
-    virtual int ownWriteLock() const = 0;
+    virtual int haveLock(zlockstate state) const = 0;  // whether the lock is in this state
+    virtual int ownWriteLock() const = 0;              // whether write is the caller's
 
     // 0, and nothing: locks for processes have the flag.
     virtual int getUpdate() const;
     virtual void setUpdate(int update);
 
 protected:
+    // Without observers.
     ZAbstractReadWriteLock_5_1();
 
     // The same observers.
@@ -100,6 +103,7 @@ protected:
 // not listed, so unlock() by a thread without a hold, while others read, takes one of theirs.
 class Z_API ZReadWriteLock_5_1 : public ZAbstractReadWriteLock_5_1 {
 public:
+    // Free. Throws as ZCondition_5_1 and ZLock_5_1.
     ZReadWriteLock_5_1();
 
     // A free lock with the same observers.
@@ -183,6 +187,7 @@ public:
     int getUpdate() const;
     void setUpdate(int update);
 
+    // The lock given to the constructor.
     ZAbstractReadWriteLock_5_1& getReadWriteLock() const;
 
 private:

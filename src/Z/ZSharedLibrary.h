@@ -38,6 +38,7 @@ public:
     int getFlags() const { return flags_; }
     void setFlags(int flags) { flags_ = flags; }
 
+    // As it was given.
     ZLCString_5_1 const& getLibraryName() const { return libraryName_; }
 
     // Of the last failure; empty and 0 before. Null empties the message.
@@ -47,16 +48,18 @@ public:
     void setLastErrorNumber(int number) { lastErrorNumber_ = number; }
 
 protected:
+    // Flags 0, no failure. The name is copied; null is the empty one.
     explicit ZAbstractSharedLibrary_5_1(char const* name);
+
     ZAbstractSharedLibrary_5_1(ZAbstractSharedLibrary_5_1 const& other);
     ZAbstractSharedLibrary_5_1& operator=(ZAbstractSharedLibrary_5_1 const& other);
 
-    ZLCString_5_1 libraryName_;
-    ZLCString_5_1 suffix1_;
-    ZLCString_5_1 suffix2_;
-    int flags_;
-    ZLCString_5_1 lastErrorMessage_;
-    int lastErrorNumber_;
+    ZLCString_5_1 libraryName_;       // see getLibraryName()
+    ZLCString_5_1 suffix1_;           // what loadLibrary() may take from the name or add
+    ZLCString_5_1 suffix2_;           // the same, tried after it
+    int flags_;                       // see getFlags()
+    ZLCString_5_1 lastErrorMessage_;  // see getLastErrorMessage()
+    int lastErrorNumber_;             // see getLastErrorNumber()
 };
 
 // A failing load, unload or look-up keeps errno and the message of the loader here and throws both.

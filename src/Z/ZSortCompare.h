@@ -5,6 +5,7 @@
 
 #include "ZObject.h"
 
+// What a list is sorted by.
 class Z_API ZSortCompare_5_1 : public ZObject_5_1 {
 public:
     // Any value but ascending sorts descending.

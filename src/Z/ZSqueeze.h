@@ -37,6 +37,7 @@ private:
     [[maybe_unused]] int reserved_;  // always 1
 };
 
+// The checksum of zlib streams alone (RFC 1950).
 class Z_API ZAdler32_5_1 {
 public:
     // The Adler-32 of `len` bytes continued from `adler`, which begins as 1. A null buf gives 1,

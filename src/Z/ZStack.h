@@ -6,8 +6,10 @@
 #include "ZList.h"
 #include "ZObject.h"
 
+// What any stack offers.
 class Z_API ZStack_5_1 {
 public:
+    // On the top. The object stays the caller's.
     virtual void push(ZObject_5_1* object) = 0;
 
     // The object pushed last; null when the stack is empty.
@@ -20,6 +22,7 @@ protected:
     ~ZStack_5_1() = default;
 };
 
+// popall() in terms of pop().
 class Z_API ZAbstractStack_5_1 : public ZStack_5_1 {
 public:
     // Pops until pop() gives null. A null that was pushed ends it too: what lies below stays.
@@ -36,7 +39,10 @@ protected:
 // on the same elements; the top is the last one.
 class Z_API ZArrayStack_5_1 : public ZArrayList_5_1, public ZAbstractStack_5_1 {
 public:
+    // Empty; a capacity of 0 is raised to 1.
     explicit ZArrayStack_5_1(unsigned int initialCapacity = 10);
+
+    // Hold the same objects.
     ZArrayStack_5_1(ZArrayStack_5_1 const& other);
     ZArrayStack_5_1& operator=(ZArrayStack_5_1 const& other);
     ~ZArrayStack_5_1() override;

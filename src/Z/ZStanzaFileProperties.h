@@ -17,7 +17,9 @@
 // An ordered list of key and value strings, all of one string type. Owns its strings.
 class Z_API ZPropertiesKVList_5_1 : public ZObject_5_1 {
 public:
+    // Empty. Throws ZInvalidParameterException_5_1 (code 22) for a type that there is not.
     explicit ZPropertiesKVList_5_1(ZPropertyStringType type = ZPropLCString);
+
     ZPropertiesKVList_5_1(ZPropertiesKVList_5_1 const& other);
     // Takes the other's entries; the string type stays this list's own.
     ZPropertiesKVList_5_1& operator=(ZPropertiesKVList_5_1 const& other);
@@ -25,11 +27,11 @@ public:
 
     // Copies both, converting them to the list's type.
     void addItem(ZAbstractString_5_1 const& key, ZAbstractString_5_1 const& value);
-    int getItemCount() const;
+    int getItemCount() const;  // pairs
     // Owned by the list; null out of range.
     ZAbstractString_5_1* getItemKey(int index) const;
     ZAbstractString_5_1* getItemValue(int index) const;
-    void clear();
+    void clear();  // deletes all pairs
 
 private:
     ZPropertyStringType type_;
@@ -39,12 +41,16 @@ private:
 // One pair of a ZPropertiesKVList_5_1; owns both strings.
 class Z_API ZKVEntry_5_1 : public ZObject_5_1 {
 public:
+    // Takes both over.
     ZKVEntry_5_1(ZAbstractString_5_1* key, ZAbstractString_5_1* value) : key_(key), value_(value) {}
+
+    // Clones both.
     ZKVEntry_5_1(ZKVEntry_5_1 const& other);
     ZKVEntry_5_1& operator=(ZKVEntry_5_1 const&) = delete;
     ~ZKVEntry_5_1() noexcept override;
     ZObject_5_1* clone() const override;
 
+    // Still the entry's.
     ZAbstractString_5_1* getKey() const { return key_; }
     ZAbstractString_5_1* getValue() const { return value_; }
 
@@ -58,10 +64,12 @@ struct ZStzFileItem_5_1 {
     // The default of a request: a number or a text, as its type needs.
     class Default {
     public:
+        // 0 or null; a number; a text, which is borrowed.
         Default() : bits_(0) {}
         Default(int number) : bits_(static_cast<unsigned int>(number)) {}
         Default(unsigned int number) : bits_(number) {}
         Default(char const* text) : bits_(reinterpret_cast<std::uintptr_t>(text)) {}
+        // What it was made of: ask for that kind alone.
         unsigned int number() const { return static_cast<unsigned int>(bits_); }
         char const* text() const { return reinterpret_cast<char const*>(bits_); }  // 0: null
 
@@ -79,12 +87,12 @@ struct ZStzFileItem_5_1 {
         wholeStanza = 6,   // ZPropertiesKVList_5_1; getStanza
     };
 
-    int type;
-    char const* stanza;
-    char const* key;
-    int required;
-    void* result;
-    Default defaultValue;
+    int type;              // one of the six above
+    char const* stanza;    // never null
+    char const* key;       // of wholeStanza not looked at
+    int required;          // as in the getter; lists and stanzas do not look at it
+    void* result;          // where the answer goes, of the kind that `type` says; never null
+    Default defaultValue;  // as in the getter; lists and stanzas do not look at it
 };
 
 // A stanza file. See ZProperties.h for what is common to all configuration files.
@@ -148,9 +156,10 @@ private:
     void serve(ZStzFileItem_5_1 const& item);
 };
 
-// The iterators of ZProperties.h, on a stanza file.
+// Over the keys of one stanza of a stanza file.
 class Z_API ZStanzaIterator_5_1 : public ZPropertiesIterator_5_1 {
 public:
+    // As their base.
     ZStanzaIterator_5_1(ZStanzaFileProperties_5_1& properties, char const* stanza)
         : ZPropertiesIterator_5_1(properties, stanza) {}
     explicit ZStanzaIterator_5_1(ZStanzaFileProperties_5_1& properties)
@@ -158,8 +167,10 @@ public:
     ~ZStanzaIterator_5_1() noexcept override;
 };
 
+// Over the values of one key of a stanza file.
 class Z_API ZStanzaValueIterator_5_1 : public ZAbstractPropertyValuesIterator_5_1 {
 public:
+    // As its base.
     ZStanzaValueIterator_5_1(ZStanzaFileProperties_5_1& properties, char const* stanza,
                              char const* key, ZPropertyStringType type, ZPropIter_valtype valtype)
         : ZAbstractPropertyValuesIterator_5_1(properties, stanza, key, type, valtype) {}

@@ -13,6 +13,7 @@
 // source must not change during the walk. One thread at a time.
 class Z_API ZStringIterator_5_1 : public ZAbstractIterator_5_1 {
 public:
+    // Stands before the first character of `source`.
     ZStringIterator_5_1(ZLCConstString_5_1 const& source, ZLCString_5_1& output);
     ZStringIterator_5_1(ZLCString_5_1 const& source, ZLCString_5_1& output);
     ZStringIterator_5_1(ZUTF8ConstString_5_1 const& source, ZUTF8String_5_1& output);

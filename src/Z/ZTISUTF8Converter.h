@@ -9,8 +9,8 @@
 
 class ZBuffer_5_1;
 
-// Null text counts as the empty one. Conversions may run from several threads at once, each into a
-// buffer of its own.
+// Between UTF-8 and one other codeset. Null text counts as the empty one. Conversions may run from
+// several threads at once, each into a buffer of its own.
 class Z_API ZUTF8ConverterInterface_5_1 {
 public:
     // The name of the codeset converted from and to.
@@ -27,6 +27,7 @@ public:
     virtual ~ZUTF8ConverterInterface_5_1() noexcept;
 };
 
+// Converters as objects; adds nothing.
 class Z_API ZAbstractUTF8Converter_5_1 : public ZUTF8ConverterInterface_5_1, public ZObject_5_1 {
 public:
     ~ZAbstractUTF8Converter_5_1() noexcept override;

@@ -56,6 +56,7 @@ public:
     // can be repeated.
     virtual void waitForExit();
 
+    // The body, called on the new thread.
     virtual void run() = 0;
 
     // Called by the thread when it ends, however it does, with cancellation held off. What it
@@ -141,6 +142,7 @@ public:
     // it is not accepted. What doWork() throws ends the thread too, the work still being pending.
     void run() override;
 
+    // One unit of work, called on the thread with the lock of the wake condition held.
     virtual void doWork() = 0;
 
     // Waits while a work is being done by another thread.

@@ -11,6 +11,7 @@ class ZLCConstString_5_1;
 // Views UTF-8 text that somebody else owns; see ZAbstractConstString_5_1.
 class Z_API ZUTF8ConstString_5_1 : public ZAbstractConstString_5_1 {
 public:
+    // Views the empty text, or the characters; null stands for the empty text.
     ZUTF8ConstString_5_1() {}
     ZUTF8ConstString_5_1(char const* chars) : ZAbstractConstString_5_1(chars) {}
     ZUTF8ConstString_5_1(ZUTF8ConstString_5_1 const& other) = default;
@@ -18,14 +19,17 @@ public:
 
     // A view of the same characters, the caller's.
     ZObject_5_1* clone() const override;
+
     void* getCodesetHandle() const override;
 
+    // Views other characters from now on; null stands for the empty text.
     ZUTF8ConstString_5_1& operator=(char const* chars) {
         ZAbstractConstString_5_1::operator=(chars);
         return *this;
     }
     ZUTF8ConstString_5_1& operator=(ZUTF8ConstString_5_1 const& other) = default;
 
+    // Byte equality.
     using ZAbstractConstString_5_1::operator==;
     using ZAbstractConstString_5_1::operator!=;
     int operator==(ZUTF8ConstString_5_1 const& other) const {
@@ -40,6 +44,7 @@ public:
 // are taken as being UTF-8 already. Collation is that of the process's locale over the bytes.
 class Z_API ZUTF8String_5_1 : public ZAbstractMutableString_5_1 {
 public:
+    // The empty text, or the text of `other` up to its first NUL, converted if need be.
     ZUTF8String_5_1() {}
     ZUTF8String_5_1(ZUTF8String_5_1 const& other) : ZAbstractMutableString_5_1(other) {}
     ZUTF8String_5_1(ZUTF8ConstString_5_1 const& other) : ZAbstractMutableString_5_1(other) {}
@@ -60,6 +65,7 @@ public:
 
     // A copy, the caller's.
     ZObject_5_1* clone() const override;
+
     void* getCodesetHandle() const override;
 
     // Only members of `set` below 0x80 are looked for: UTF-8 has no other bytes that are
@@ -68,10 +74,13 @@ public:
     // Overwrites every byte `from` with `to`; a `to` of 0 is stored like any other and the length
     // stays. Throws ZInvalidParameterException_5_1 (code 22) when `from` is not ASCII.
     ZAbstractMutableString_5_1& replace(char from, char to) override;
+
     ZAbstractMutableString_5_1& replace(char const* from, char const* to) override;
     ZAbstractMutableString_5_1& replaceAll(char const* set, char const* replacement) override;
     ZAbstractMutableString_5_1& replaceOther(char const* set, char const* replacement) override;
 
+    // The text of `other` up to its first NUL, converted if need be; characters, where null gives
+    // the empty text; one byte; a number in decimal.
     using ZAbstractMutableString_5_1::operator=;
     ZUTF8String_5_1& operator=(ZUTF8String_5_1 const& other) {
         copyText(other);
@@ -87,10 +96,12 @@ public:
     ZUTF8String_5_1& operator=(long number);
     ZUTF8String_5_1& operator=(unsigned long number);
 
+    // A new text: this one and the other, each up to its first NUL. Null adds nothing.
     ZUTF8String_5_1 operator+(ZUTF8String_5_1 const& other) const;
     ZUTF8String_5_1 operator+(ZUTF8ConstString_5_1 const& other) const;
     ZUTF8String_5_1 operator+(char const* text) const;
 
+    // Append the other text up to its first NUL (null: nothing), or one byte, which may be 0.
     using ZAbstractMutableString_5_1::operator+=;
     ZUTF8String_5_1& operator+=(ZUTF8String_5_1 const& other) {
         appendText(other.buffer(), other.textLength());
@@ -125,6 +136,7 @@ public:
     using ZAbstractMutableString_5_1::compare;
     int compare(ZUTF8String_5_1 const& other) const;
     int compare(ZUTF8ConstString_5_1 const& other) const;
+    // The same, case ignored.
     using ZAbstractMutableString_5_1::compareignorecase;
     int compareignorecase(ZUTF8String_5_1 const& other) const;
     int compareignorecase(ZUTF8ConstString_5_1 const& other) const;

@@ -5,10 +5,10 @@
 
 #include "ZAbstractMutableString.h"
 
-// So that callers compile everywhere: both throw ZInvalidPlatformException_5_1 (code 11) and do
-// nothing else.
+// So that callers compile everywhere.
 class Z_API ZWinRegistry_5_1 {
 public:
+    // Both throw ZInvalidPlatformException_5_1 (code 11) and do nothing else.
     static int exists(char const* key, char const* value);
     static int getValue(char const* key, char const* value, ZAbstractMutableString_5_1& out);
 };

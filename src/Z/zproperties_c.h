@@ -40,15 +40,18 @@
 extern "C" {
 #endif
 
-/* An open file; an iterator. */
-typedef struct ZPROP_handle ZPROP_handle;
-typedef struct ZPROP_iter_handle ZPROP_iter_handle;
+typedef struct ZPROP_handle ZPROP_handle;           /* an open file */
+typedef struct ZPROP_iter_handle ZPROP_iter_handle; /* an iterator */
 
 /* What the caller means to do. Kept with the handle: both open the file alike. */
-typedef enum ZPROPOpenMode { ZPROP_OPEN_READ = 1, ZPROP_OPEN_UPDATE = 2 } ZPROPOpenMode;
+typedef enum ZPROPOpenMode {
+    ZPROP_OPEN_READ = 1,  /* to read */
+    ZPROP_OPEN_UPDATE = 2 /* to read, change and store */
+} ZPROPOpenMode;
 
+/* What the functions return, or report through `rc`. */
 enum ZPROPReturnCode {
-    ZPROP_DONE = 0,
+    ZPROP_DONE = 0,           /* no failure */
     ZPROP_FILE_FAILED = 51,   /* not opened, loaded or stored */
     ZPROP_CHANGE_FAILED = 52, /* not set, removed or commented */
     ZPROP_INVALID_VALUE = 53, /* the value is not a number or not a boolean */
@@ -78,16 +81,17 @@ Z_API int zstzPropStore_5_1(ZPROP_handle* handle, const char* file);
 Z_API int zstzPropExists_5_1(ZPROP_handle* handle, const char* stanza, const char* key,
                              unsigned int* rc);
 
-/* Stanzas in the file; keys in the stanza and values of the key, 0 when it is absent. A null name
-   is ZPROP_BAD_ARGUMENT. */
+/* Stanzas in the file. */
 Z_API int zstzPropNumStanzas_5_1(ZPROP_handle* handle, unsigned int* rc);
+
+/* Keys in the stanza, values of the key; 0 when it is absent. A null name is ZPROP_BAD_ARGUMENT. */
 Z_API int zstzPropNumKeys_5_1(ZPROP_handle* handle, const char* stanza, unsigned int* rc);
 Z_API int zstzPropNumValues_5_1(ZPROP_handle* handle, const char* stanza, const char* key,
                                 unsigned int* rc);
 
 /* ---- values ----
-   The first value of the key. When there is none: null or 0 with ZPROP_MISSING if `required` is
-   not 0, else with ZPROP_DONE. */
+   Of a key, the first one. When there is none: null or 0 with ZPROP_MISSING if `required` is not 0,
+   else with ZPROP_DONE. */
 
 /* The text, the caller's to release with zstzPropFree_5_1; null for an empty one. A null stanza,
    key or rc: null, with *rc as it was. */
@@ -107,6 +111,7 @@ Z_API void zstzPropFree_5_1(char* text);
 
 /* ---- several values at once ---- */
 
+/* What is asked for. */
 enum ZPROPRequestType {
     ZPROP_BOOLEAN = 1,    /* result is an int* */
     ZPROP_INTEGER = 2,    /* result is an int* or unsigned int* */
@@ -116,11 +121,11 @@ enum ZPROPRequestType {
 
 /* One request. The places that `result` points to are the caller's. */
 typedef struct ZPROPValueRequest {
-    int type;
-    const char* stanza;
-    const char* key;
-    int optional; /* 1: the key need not exist, as always in a list; else it must */
-    void* result;
+    int type;           /* a ZPROPRequestType */
+    const char* stanza; /* not null */
+    const char* key;    /* not null */
+    int optional;       /* 1: the key need not exist, as always in a list; else it must */
+    void* result;       /* where the answer goes; not null */
 } ZPROPValueRequest;
 
 /* Serves `count` requests in order and stops at the first that fails: ZPROP_MISSING,
@@ -138,13 +143,16 @@ Z_API int zstzPropFreeValuesList_5_1(ZPROP_handle* handle, const ZPROPValueReque
    In memory, until the file is stored. ZPROP_BAD_ARGUMENT for a null stanza or key, in
    zstzPropAddLineComment_5_1 for a null comment as well. Any failure: ZPROP_CHANGE_FAILED. */
 
-/* Replaces all values of the key; null or empty: the key is left without values. */
+/* Replaces all values of the key by a text (null or empty: by none), a number, or "yes" for a value
+   that is not 0 and else "no". Stanza and key are made when needed. */
 Z_API int zstzPropSetStringValue_5_1(ZPROP_handle* handle, const char* stanza, const char* key,
                                      const char* value);
 Z_API int zstzPropSetIntegerValue_5_1(ZPROP_handle* handle, const char* stanza, const char* key,
                                       unsigned int value);
 Z_API int zstzPropSetBooleanValue_5_1(ZPROP_handle* handle, const char* stanza, const char* key,
                                       int value);
+
+/* The key with its values, the stanza with its keys and comments; nothing when it is absent. */
 Z_API int zstzPropRemoveKey_5_1(ZPROP_handle* handle, const char* stanza, const char* key);
 Z_API int zstzPropRemoveStanza_5_1(ZPROP_handle* handle, const char* stanza);
 

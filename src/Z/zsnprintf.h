@@ -37,27 +37,28 @@
 extern "C" {
 #endif
 
+/* As told at the top of this file. */
 Z_API int zsnprintf_5_1(char* buf, int size, char const* format, ...);
-/* `args` may not be used afterwards, as with vsnprintf. */
+/* The same; `args` may not be used afterwards, as with vsnprintf. */
 Z_API int zvsnprintf_5_1(char* buf, int size, char const* format, va_list args);
 
 /* ---- the three steps, for those who render one parse several times ---- */
 
 /* What the flags of a directive say. */
 enum ZPRINTF_flag {
-    ZPRINTF_VALUE_NUMBERED = 0x1, /* n$ */
-    ZPRINTF_ALTERNATE = 0x2,      /* # */
-    ZPRINTF_LEFT = 0x4,           /* - */
-    ZPRINTF_ZERO = 0x8,           /* 0, unless - or a precision is given */
-    ZPRINTF_BLANK = 0x10,         /* a blank */
-    ZPRINTF_SIGN = 0x20,          /* + */
-    ZPRINTF_GROUP = 0x40,         /* ' */
-    ZPRINTF_WIDTH = 0x80,
-    ZPRINTF_WIDTH_ARGUMENT = 0x100,      /* * */
-    ZPRINTF_WIDTH_NUMBERED = 0x200,      /* *n$ */
-    ZPRINTF_PRECISION = 0x400,           /* digits, or the point alone */
-    ZPRINTF_PRECISION_ARGUMENT = 0x800,  /* .* */
-    ZPRINTF_PRECISION_NUMBERED = 0x1000, /* .*n$ */
+    ZPRINTF_VALUE_NUMBERED = 0x1,        /* the argument's number, n$ */
+    ZPRINTF_ALTERNATE = 0x2,             /* the flag # */
+    ZPRINTF_LEFT = 0x4,                  /* the flag - */
+    ZPRINTF_ZERO = 0x8,                  /* the flag 0, unless - or a precision is given */
+    ZPRINTF_BLANK = 0x10,                /* the flag blank */
+    ZPRINTF_SIGN = 0x20,                 /* the flag + */
+    ZPRINTF_GROUP = 0x40,                /* the flag ' */
+    ZPRINTF_WIDTH = 0x80,                /* a width, of any kind */
+    ZPRINTF_WIDTH_ARGUMENT = 0x100,      /* a width of * */
+    ZPRINTF_WIDTH_NUMBERED = 0x200,      /* a width of *n$ */
+    ZPRINTF_PRECISION = 0x400,           /* a precision: digits, or the point alone */
+    ZPRINTF_PRECISION_ARGUMENT = 0x800,  /* a precision of * */
+    ZPRINTF_PRECISION_NUMBERED = 0x1000, /* a precision of *n$ */
     ZPRINTF_SHORT = 0x2000,              /* h */
     ZPRINTF_LONG = 0x4000,               /* l */
     ZPRINTF_LONG_LONG = 0x8000,          /* ll, L, q */
@@ -70,61 +71,65 @@ enum ZPRINTF_flag {
 
 /* What a directive converts; the order is that of the renderers. */
 enum ZPRINTF_type {
-    ZPRINTF_CHARACTER,
-    ZPRINTF_WIDE_CHARACTER,
-    ZPRINTF_STRING,
-    ZPRINTF_WIDE_STRING,
-    ZPRINTF_SHORT_SIGNED,
-    ZPRINTF_SHORT_UNSIGNED,
-    ZPRINTF_INT_SIGNED,
-    ZPRINTF_INT_UNSIGNED,
-    ZPRINTF_LONG_SIGNED,
-    ZPRINTF_LONG_UNSIGNED,
-    ZPRINTF_LONG_LONG_SIGNED,
-    ZPRINTF_LONG_LONG_UNSIGNED,
-    ZPRINTF_POINTER,
-    ZPRINTF_EXPONENT,
-    ZPRINTF_FIXED,
-    ZPRINTF_GENERAL,
-    ZPRINTF_LONG_EXPONENT,
-    ZPRINTF_LONG_FIXED,
-    ZPRINTF_LONG_GENERAL,
-    ZPRINTF_PERCENT
+    ZPRINTF_CHARACTER,          /* c */
+    ZPRINTF_WIDE_CHARACTER,     /* C */
+    ZPRINTF_STRING,             /* s */
+    ZPRINTF_WIDE_STRING,        /* S */
+    ZPRINTF_SHORT_SIGNED,       /* hd, hi */
+    ZPRINTF_SHORT_UNSIGNED,     /* hu, ho, hx, hX */
+    ZPRINTF_INT_SIGNED,         /* d, i */
+    ZPRINTF_INT_UNSIGNED,       /* u, o, x, X */
+    ZPRINTF_LONG_SIGNED,        /* ld, li */
+    ZPRINTF_LONG_UNSIGNED,      /* lu, lo, lx, lX */
+    ZPRINTF_LONG_LONG_SIGNED,   /* lld, lli */
+    ZPRINTF_LONG_LONG_UNSIGNED, /* llu, llo, llx, llX */
+    ZPRINTF_POINTER,            /* p */
+    ZPRINTF_EXPONENT,           /* e, E */
+    ZPRINTF_FIXED,              /* f */
+    ZPRINTF_GENERAL,            /* g, G */
+    ZPRINTF_LONG_EXPONENT,      /* Le, LE */
+    ZPRINTF_LONG_FIXED,         /* Lf */
+    ZPRINTF_LONG_GENERAL,       /* Lg, LG */
+    ZPRINTF_PERCENT             /* %% */
 };
 
+/* A parsed directive, and the literal text up to the next one. */
 typedef struct zvsnprintf_directive_5_1 {
-    char const* start; /* its % */
-    char const* next;  /* the literal text behind it */
-    int type;
-    unsigned int flags;
-    int value;     /* the number of its argument, from 1; 0 when it has none */
-    int width;     /* itself or the number of its argument, as the flags say; else 0 */
-    int precision; /* likewise */
+    char const* start;  /* its % */
+    char const* next;   /* the literal text behind it */
+    int type;           /* a ZPRINTF_type */
+    unsigned int flags; /* of ZPRINTF_flag */
+    int value;          /* the number of its argument, from 1; 0 when it has none */
+    int width;          /* itself or the number of its argument, as the flags say; else 0 */
+    int precision;      /* likewise */
 } zvsnprintf_directive_5_1;
 
 /* A fetched argument. Integers of all lengths are kept in 64 bits, with their sign. */
 typedef union zvsnprintf_argument_5_1 {
-    int64_t integer;
-    void const* pointer;
-    double real;
-    long double long_real;
+    int64_t integer;       /* also of characters */
+    void const* pointer;   /* also of strings */
+    double real;           /* of e, f, g */
+    long double long_real; /* of Le, Lf, Lg */
 } zvsnprintf_argument_5_1;
 
-enum { ZPRINTF_IN_PLACE = 10 };
+/* A parse of so many directives, and of one argument less, allocates nothing. */
+enum {
+    ZPRINTF_IN_PLACE = 10 /* entries of each table */
+};
 
 /* One parsed format and its arguments; the format and what the arguments point to have to outlive
    it. Made by zvsnprintf_parse_5_1 from memory of any content; not to be copied. For one thread. */
 typedef struct zvsnprintf_context_5_1 {
-    void* codeset;
-    char const* format;
-    char const* end; /* the format's terminator */
-    int directive_count;
-    int directive_room;
-    int argument_count;
-    zvsnprintf_directive_5_1* directives;
-    zvsnprintf_argument_5_1* arguments; /* by number: the first one is not used */
-    zvsnprintf_directive_5_1 own_directives[ZPRINTF_IN_PLACE];
-    zvsnprintf_argument_5_1 own_arguments[ZPRINTF_IN_PLACE];
+    void* codeset;                        /* as given */
+    char const* format;                   /* as given */
+    char const* end;                      /* the format's terminator */
+    int directive_count;                  /* filled in `directives` */
+    int directive_room;                   /* allocated in `directives` */
+    int argument_count;                   /* the highest number of an argument */
+    zvsnprintf_directive_5_1* directives; /* in the order of the format */
+    zvsnprintf_argument_5_1* arguments;   /* by number: the first one is not used */
+    zvsnprintf_directive_5_1 own_directives[ZPRINTF_IN_PLACE]; /* the table while it is small */
+    zvsnprintf_argument_5_1 own_arguments[ZPRINTF_IN_PLACE];   /* likewise */
 } zvsnprintf_context_5_1;
 
 /* Parses the format and fetches every argument; a null codeset stands for ASCII. 0; -1 as above:

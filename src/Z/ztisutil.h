@@ -26,6 +26,7 @@ extern "C" {
 Z_API char const* zgetlocale_5_1(void);
 /* The name of that locale's codeset. Not the caller's. */
 Z_API char const* zgetLocalCodesetName_5_1(void);
+/* The codeset handles of UTF-8 and of the process's locale. They live to the end. */
 Z_API void* zgetUTF8Handle_5_1(void);
 Z_API void* zgetLCSHandle_5_1(void);
 /* Names the folder of the text services; 0 when done or for null, else -1. */
@@ -37,24 +38,40 @@ Z_API int zset_cs_dir_5_1(char const* dir);
 Z_API int zlcs_to_utf8_5_1(char const* src, int srcLen, char* dst, int dstLen);
 Z_API int zlcs_from_utf8_5_1(char const* src, int srcLen, char* dst, int dstLen);
 
-/* As the C functions of the same stem, over whole characters: no byte inside a character is taken
-   for a character. The comparisons fold case by the process's language; zstrnicmp looks at no more
-   than n bytes of each text. zstrlower and zstrupper change the text in place and never its
-   length: a character whose counterpart has another length stays. zstrncpy and zstrncat count n in
-   bytes and copy whole characters only; zstrncpy fills up with NULs, zstrncat always terminates.
-   zstrtok keeps its place per thread. */
+/* The functions up to zstrstr_5_1 do what the C functions of the same stem do, over whole
+   characters: no byte inside a character is taken for a character. */
+
+/* The first or last character `c`, which has one byte; null when there is none. */
 Z_API char* zstrchr_5_1(void* handle, char const* s, int c);
 Z_API char* zstrrchr_5_1(void* handle, char const* s, int c);
+
+/* The order of two texts, case being folded by the process's language. The second looks at no more
+   than n bytes of each. */
 Z_API int zstricmp_5_1(void* handle, char const* s1, char const* s2);
 Z_API int zstrnicmp_5_1(void* handle, char const* s1, char const* s2, int n);
+
+/* Change the text in place and never its length: a character whose counterpart has another length
+   stays. Return s. */
 Z_API char* zstrlower_5_1(void* handle, char* s);
 Z_API char* zstrupper_5_1(void* handle, char* s);
+
+/* As strptime. */
 Z_API char* zstrptime_5_1(void* handle, char const* s, char const* format, struct tm* out);
+
+/* Copies at most n bytes of whole characters, then fills up with NULs. Returns dst. */
 Z_API char* zstrncpy_5_1(void* handle, char* dst, char const* src, int n);
+/* Appends at most n bytes of whole characters, and always a terminator. Returns dst. */
 Z_API char* zstrncat_5_1(void* handle, char* dst, char const* src, int n);
+
+/* Bytes of the leading part that has no character (only characters) of `set`. */
 Z_API int zstrcspn_5_1(void* handle, char const* s, char const* set);
 Z_API int zstrspn_5_1(void* handle, char const* s, char const* set);
+
+/* As strtok. The place is kept per thread. */
 Z_API char* zstrtok_5_1(void* handle, char* s, char const* delimiters);
+
+/* The first character that is one of `set`; the first place where `sub` stands. Null when there is
+   none. */
 Z_API char* zstrpbrk_5_1(void* handle, char const* s, char const* set);
 Z_API char* zstrstr_5_1(void* handle, char const* s, char const* sub);
 

@@ -17,6 +17,7 @@
 #include <stdarg.h>
 #include <time.h>
 
+/* Marks what the shared object offers. */
 #define TIS_API __attribute__((visibility("default")))
 
 #ifdef __cplusplus
@@ -33,12 +34,13 @@ typedef unsigned short tis_wchar; /* one UTF-16 unit */
    memory is out. */
 TIS_API int tis_set_dir(char const* dir);
 
-/* The process's character locale and its codeset, as the C library names them. The canonical name
-   of a locale is the name itself, but "C" for "POSIX". 0; -1, with `out` untouched, when the
-   name does not fit into `size` bytes with its terminator; from tis_canonical_loc also for an empty
-   name. */
+/* The process's character locale and its codeset, as the C library names them. 0; -1, with `out`
+   untouched, when the name does not fit into `size` bytes with its terminator. */
 TIS_API int tis_os_lang_name(char* out, int size);
 TIS_API int tis_os_cs_name(char* out, int size);
+
+/* The canonical name of a locale: the name itself, but "C" for "POSIX". Returns as above; -1 also
+   for an empty name. */
 TIS_API int tis_canonical_loc(char const* name, char* out, int size);
 
 /* ---- Handles ---- */
@@ -52,6 +54,8 @@ TIS_API tis_loc* tis_loc_new(char const* name);
    knows, provided the codeset is stateless, NUL, digits and ASCII letters are themselves in it and,
    where it has characters of several bytes, each byte below 0x80 is a character; null otherwise. */
 TIS_API tis_cs* tis_cs_new(char const* name);
+
+/* Releases a handle, which must not be used afterwards; null is passed over. */
 TIS_API void tis_cs_free(tis_cs* cs);
 
 /* ---- Conversion ---- */
@@ -83,14 +87,17 @@ TIS_API int tis_wctomb(tis_cs const* cs, char* dst, tis_wchar wc);
 
 /* ---- Strings: as the C functions of these names, over units instead of bytes ---- */
 
-/* Only units of one byte are found; c 0 finds the terminator. */
+/* The first or last unit `c`. Only units of one byte are found; c 0 finds the terminator. */
 TIS_API char* tis_strchr(tis_cs const* cs, char const* s, int c);
 TIS_API char* tis_strrchr(tis_cs const* cs, char const* s, int c);
+
+/* As the C functions, over units instead of bytes. Spans are counted in bytes. */
 TIS_API char* tis_strstr(tis_cs const* cs, char const* s, char const* sub);
 TIS_API int tis_strspn(tis_cs const* cs, char const* s, char const* set);
 TIS_API int tis_strcspn(tis_cs const* cs, char const* s, char const* set);
 TIS_API char* tis_strpbrk(tis_cs const* cs, char const* s, char const* set);
-/* The position is kept per thread. */
+
+/* As strtok, over units. The position is kept per thread. */
 TIS_API char* tis_strtok(tis_cs const* cs, char* s, char const* delims);
 /* Copies at most n bytes of whole units, then fills with NUL up to n: without a terminator when the
    units fill n exactly. */
@@ -122,8 +129,9 @@ TIS_API int tis_iswupper(tis_wchar wc);
 
 /* ---- Dates and formatting: as strptime, vsprintf and vsnprintf ---- */
 
+/* As strptime. */
 TIS_API char* tis_strptime(tis_cs const* cs, char const* s, char const* fmt, struct tm* out);
-/* With a null buffer, or a size of 0 or less, only measures. */
+/* As vsprintf and vsnprintf. With a null buffer, or a size of 0 or less, only measures. */
 TIS_API int tis_vsprintf(tis_cs const* cs, char* buf, char const* fmt, va_list args);
 TIS_API int tis_vsnprintf(tis_cs const* cs, char* buf, int size, char const* fmt, va_list args);
 

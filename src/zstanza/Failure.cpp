@@ -11,6 +11,8 @@
 #include <exception>
 #include <new>
 
+#include "Terminal.h"
+
 namespace zstanza {
 
 namespace {
@@ -95,6 +97,12 @@ Failure invalidDataFailure(ZPropertiesInvalidDataException_5_1 const& refused,
 Failure::Failure(ExitCode why, std::string const& subject, std::string const& cause)
     : Failure(why, "zstanza: " + oneLine(subject) + ": " + oneLine(cause)) {}
 
+void Failure::stoodAt(std::string const& place) {
+    static constexpr char program[] = "zstanza: ";
+    bool const named = message.compare(0, sizeof program - 1, program) == 0;
+    message = program + oneLine(place) + ": " + (named ? message.substr(sizeof program - 1) : message);
+}
+
 Failure currentFailure(std::string const& file) {
     try {
         throw;
@@ -138,7 +146,10 @@ std::string ascii(std::string const& text) {
 }
 
 void complain(std::string const& message) {
-    static_cast<void>(std::fprintf(stderr, "%s\n", message.c_str()));
+    std::size_t const cause = message.find(": ") + 1;  // 0: there is no such part
+    std::string const line =
+        coloured(2, Colour::fault, message.substr(0, cause)) + message.substr(cause);
+    static_cast<void>(std::fprintf(stderr, "%s\n", line.c_str()));
 }
 
 }  // namespace zstanza

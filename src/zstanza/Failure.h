@@ -25,6 +25,9 @@ struct Failure {
     // With a line of its own form.
     Failure(ExitCode why, std::string line) : code(why), message(std::move(line)) {}
 
+    // Tells in which line of which file the change stands that failed.
+    void stoodAt(std::string const& place);
+
     ExitCode code;
     std::string message;
     // For invalid data in the file itself: the line's number, from 1, and its text.
@@ -48,7 +51,7 @@ std::string oneLine(std::string const& text);
 // The same for every byte that is not ASCII.
 std::string ascii(std::string const& text);
 
-// One line on standard error.
+// One line on standard error; on a terminal, what comes before the cause is set off by colour.
 void complain(std::string const& message);
 
 }  // namespace zstanza

@@ -1,89 +1,38 @@
-// Verbs: what zstanza does: one function per verb.
+// Verbs: what zstanza does: one function per verb; those that change are in Changes.cpp, watch is in
+// Watch.cpp.
 // Subsystem: properties, layer 7. Test: tests/zstanza_test.cpp
 #include "Verbs.h"
 
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <nlohmann/json.hpp>
 
 #include "Failure.h"
-#include "StanzaFile.h"
+#include "Json.h"
+#include "Terminal.h"
 
 namespace zstanza {
 
 namespace {
 
-using Json = nlohmann::ordered_json;  // members in the order they are put in
-
-// JSON is UTF-8, files are in the local codeset. The library turns what it cannot convert into the
-// empty text, which must not pass for the value.
-std::optional<std::string> toUtf8(std::string const& text) {
-    ZLCConstString_5_1 local(text.c_str());
-    ZUTF8String_5_1 converted(local);
-    if (converted.isEmpty() && !text.empty()) return std::nullopt;
-    return converted.getChars();
+// Behind each result: a NUL may stand in none of them, a line end in some.
+char endOf(Arguments const& a) {
+    return a.null ? '\0' : '\n';
 }
 
-// What messages show of a value: they end up in logs.
-std::string shown(std::string const& value, bool obfuscated) {
-    return obfuscated ? "an obfuscated value" : value;
-}
-
-std::string utf8(StanzaFile const& file, std::string const& text, bool obfuscated = false) {
-    std::optional<std::string> converted = toUtf8(text);
-    if (!converted) {
-        throw Failure(wrongType, file.name(),
-                      "not text of the local codeset, so JSON cannot hold it: " +
-                          ascii(shown(text, obfuscated)));
-    }
-    return *converted;
-}
-
-// A file's name need not be text, and the work goes on whatever it is.
-std::string utf8Name(std::string const& name) {
-    return toUtf8(name).value_or(ascii(name));
-}
-
-std::string utf8Name(StanzaFile const& file) {
-    return utf8Name(file.name());
-}
-
-Json utf8(StanzaFile const& file, std::vector<std::string> const& texts, bool obfuscated = false) {
-    Json out = Json::array();
-    for (std::string const& text : texts) out.push_back(utf8(file, text, obfuscated));
-    return out;
-}
-
-void mark(Json& object, Values const& values) {
-    if (values.obfuscated) object["obfuscated"] = true;
-}
-
-// The key of messages.
-std::string keyOf(Arguments const& a) {
-    return "key " + a.key + " of stanza [" + a.stanza + "]";
-}
-
-void print(Json const& result, std::string& out) {
-    out += result.dump();
-    out += '\n';
-}
-
-void printLines(std::vector<std::string> const& lines, std::string& out) {
-    for (std::string const& line : lines) {
-        out += line;
-        out += '\n';
-    }
+std::string onTerminal(Colour colour, std::string const& text) {
+    return coloured(STDOUT_FILENO, colour, text);
 }
 
 // ---- list ----
 
-void listStanzas(StanzaFile& file, bool json, std::string& out) {
+void listStanzas(StanzaFile& file, Arguments const& a, std::string& out) {
     std::vector<std::string> names = file.stanzas();
-    if (json) return print({{"file", utf8Name(file)}, {"stanzas", utf8(file, names)}}, out);
-    printLines(names, out);
+    if (a.json) {
+        return print({{"file", utf8Name(file.name())}, {"stanzas", utf8(file, names)}}, out);
+    }
+    for (std::string const& name : names) out.append(name) += endOf(a);
 }
 
 // Obfuscated values may hold line ends, but each gets one line of the list.
@@ -107,30 +56,44 @@ std::string escapedAsInC(std::string const& text) {
 // The lines of one key. A plain one never begins with "#", as no key does. Where these lines end up
 // in a stanza file, obfuscated values are comments there.
 void printKey(std::string const& key, Values const& values, std::string& out) {
-    if (values.texts.empty()) out.append(key).append(" =\n");
+    if (values.texts.empty()) out.append(onTerminal(Colour::name, key)).append(" =\n");
     for (std::string const& value : values.texts) {
-        std::string line = key;
-        line.append(" = ").append(value);
-        out.append(values.obfuscated ? "# obfuscated: " + escapedAsInC(line) : line) += '\n';
+        if (values.obfuscated) {
+            std::string const line = escapedAsInC(key + " = " + value);
+            out.append(onTerminal(Colour::faint, "# obfuscated: " + line)) += '\n';
+        } else {
+            out.append(onTerminal(Colour::name, key)).append(" = ").append(value) += '\n';
+        }
     }
 }
 
-void listKeys(StanzaFile const& file, std::string const& stanza, bool json, std::string& out) {
-    file.require(stanza);
-    Json keys = Json::array();
-    for (std::string const& key : file.keys(stanza)) {
-        Values const values = file.values(stanza, key);
-        if (!json) {
-            printKey(key, values, out);
-            continue;
-        }
-        Json entry = {{"key", utf8(file, key)},
-                      {"values", utf8(file, values.texts, values.obfuscated)}};
-        mark(entry, values);
-        keys.push_back(entry);
+// "=" stands in no key. A key without values reads like one with the empty one.
+void printWithNul(std::string const& key, Values const& values, std::string& out) {
+    if (values.texts.empty()) out.append(key).append("=") += '\0';
+    for (std::string const& value : values.texts) {
+        out.append(key).append("=").append(value) += '\0';
     }
-    if (json) {
-        print({{"file", utf8Name(file)}, {"stanza", utf8(file, stanza)}, {"keys", keys}}, out);
+}
+
+void listKeys(StanzaFile const& file, Arguments const& a, std::string& out) {
+    file.require(a.stanza);
+    Json keys = Json::array();
+    for (std::string const& key : file.keys(a.stanza)) {
+        Values const values = file.values(a.stanza, key);
+        if (a.null) {
+            printWithNul(key, values, out);
+        } else if (!a.json) {
+            printKey(key, values, out);
+        } else {
+            Json entry = {{"key", utf8(file, key)},
+                          {"values", utf8(file, values.texts, values.obfuscated)}};
+            mark(entry, values);
+            keys.push_back(entry);
+        }
+    }
+    if (a.json) {
+        print({{"file", utf8Name(file.name())}, {"stanza", utf8(file, a.stanza)}, {"keys", keys}},
+              out);
     }
 }
 
@@ -174,92 +137,20 @@ std::vector<Converted> converted(StanzaFile const& file, Arguments const& a, Val
     return out;
 }
 
-// ---- changes ----
-
-bool isMissing(std::string const& file) {
-    struct stat now;
-    return stat(file.c_str(), &now) != 0 && errno == ENOENT;
-}
-
-// The key that names the database is there exactly while there are obfuscated values: the library
-// would silently take it out, or put it back.
-constexpr char const databaseStanza[] = "configuration-database";
-constexpr char const databaseKey[] = "file";
-
-bool namesDatabase(StanzaFile& file) {
-    return file.content().exists(databaseStanza, databaseKey) != 0;
-}
-
-// Two rules of the library, in words: a key's values are all of one kind, and what names the
-// database is none of its values. An empty value ends either kind.
-void requireKind(StanzaFile& file, Arguments const& a) {
-    if (a.stanza == databaseStanza && a.key == databaseKey) {
-        if (a.obfuscated || a.value.empty()) {
-            throw Failure(usage, file.name(),
-                          keyOf(a) + " names the database and cannot be " +
-                              (a.obfuscated ? "obfuscated" : "empty"));
-        }
-        if (!namesDatabase(file)) {
-            throw Failure(
-                usage, file.name(),
-                keyOf(a) + " names the database of obfuscated values, and there are none");
-        }
-    }
-    Values const values = file.values(a.stanza, a.key);
-    if (a.value.empty() || values.texts.empty() || values.obfuscated == a.obfuscated) return;
-    throw Failure(usage, file.name(),
-                  keyOf(a) +
-                      (a.obfuscated ? " holds plain values; leave out --obfuscated"
-                                    : " holds obfuscated values; use --obfuscated") +
-                      ", or unset the key first");
-}
-
-// The library stores any values, and loads a database only up to four times its size.
-void requireLoadable(StanzaFile& file) {
-    if (!file.content().isModified() || file.content().databaseLoadsBack()) return;
-    throw Failure(
-        usage, file.name(),
-        "not changed: keys and obfuscated values repeat themselves so much that the database "
-        "could not be loaded again; make values less alike, or keep some of them plain");
-}
-
-// Loads what is on disk now, edits it and stores it, alone among all zstanza; starts over when the
-// file was replaced meanwhile. A dry run touches nothing and so needs no lock.
-template <class Edit>
-int change(Arguments const& a, std::string& out, Edit edit) {
-    Patience patience(a.wait);
-    if (a.dryRun) {
-        StanzaFile file(a.file, patience);
-        if (!a.create || !isMissing(a.file)) file.load();
-        edit(file);
-        requireLoadable(file);
-        out += file.text();
-        return done;
-    }
-    do {
-        StanzaFile file(a.file, patience);
-        ChangeLock lock(a.file, a.create, patience);
-        file.load();
-        edit(file);
-        requireLoadable(file);
-        if (!file.content().isModified() || file.store(lock)) {
-            lock.keep();
-            return done;
-        }
-    } while (patience.pause());
-    throw busyFailure(a.file, patience.seconds());
-}
-
 }  // namespace
+
+std::string keyOf(Arguments const& a) {
+    return "key " + a.key + " of stanza [" + a.stanza + "]";
+}
 
 int list(Arguments const& a, std::string& out) {
     Patience patience(a.wait);
     StanzaFile file(a.file, patience);
     file.load();
     if (a.stanza.empty()) {
-        listStanzas(file, a.json, out);
+        listStanzas(file, a, out);
     } else {
-        listKeys(file, a.stanza, a.json, out);
+        listKeys(file, a, out);
     }
     return done;
 }
@@ -272,14 +163,14 @@ int get(Arguments const& a, std::string& out) {
     Values const values = file.values(a.stanza, a.key);
     std::vector<Converted> results = converted(file, a, values);
     if (!a.json) {
-        for (Converted const& result : results) out.append(result.text) += '\n';
+        for (Converted const& result : results) out.append(result.text) += endOf(a);
         if (values.obfuscated && !a.obfuscated) {
             complain("zstanza: " + oneLine(a.file + ": " + keyOf(a) + " is obfuscated"));
         }
         return done;
     }
     Json object = {
-        {"file", utf8Name(file)}, {"stanza", utf8(file, a.stanza)}, {"key", utf8(file, a.key)}};
+        {"file", utf8Name(a.file)}, {"stanza", utf8(file, a.stanza)}, {"key", utf8(file, a.key)}};
     if (a.all) {
         object["values"] = Json::array();
         for (Converted const& result : results) object["values"].push_back(result.json);
@@ -291,63 +182,6 @@ int get(Arguments const& a, std::string& out) {
     return done;
 }
 
-int set(Arguments const& a, std::string& out) {
-    return change(a, out, [&a](StanzaFile& file) {
-        requireKind(file, a);
-        file.content().setValue(a.stanza.c_str(), a.key.c_str(), a.value.c_str(), a.obfuscated);
-    });
-}
-
-int add(Arguments const& a, std::string& out) {
-    // The next load would not see it.
-    if (a.value.empty()) throw Failure(usage, "VALUE", "must not be empty");
-    return change(a, out, [&a](StanzaFile& file) {
-        requireKind(file, a);
-        file.content().addValue(a.stanza.c_str(), a.key.c_str(), a.value.c_str(), a.obfuscated);
-    });
-}
-
-int unset(Arguments const& a, std::string& out) {
-    return change(a, out, [&a](StanzaFile& file) {
-        if (a.stanza == databaseStanza && (a.key.empty() || a.key == databaseKey) &&
-            namesDatabase(file)) {
-            throw Failure(usage, file.name(),
-                          "stanza [" + a.stanza +
-                              "] names the database; it goes with the last obfuscated value");
-        }
-        if (a.key.empty()) {
-            file.require(a.stanza);
-            file.content().deleteStanza(a.stanza.c_str());
-        } else {
-            file.require(a.stanza, a.key);
-            file.content().deleteKey(a.stanza.c_str(), a.key.c_str());
-        }
-    });
-}
-
-// What is to be commented has to be there: the library would make it, but here that is a misspelt
-// name.
-int comment(Arguments const& a, std::string& out) {
-    if (a.text.empty()) throw Failure(usage, "zstanza: --text must not be empty");
-    return change(a, out, [&a](StanzaFile& file) {
-        if (a.stanza.empty()) {
-            file.content().addFileComment(a.text.c_str());
-        } else if (a.key.empty()) {
-            file.require(a.stanza);
-            file.content().addStanzaComment(a.stanza.c_str(), a.text.c_str());
-        } else {
-            file.require(a.stanza, a.key);
-            if (file.values(a.stanza, a.key).obfuscated) {
-                throw Failure(usage, file.name(),
-                              keyOf(a) +
-                                  " is obfuscated: it has no line in the file to comment; "
-                                  "comment the stanza");
-            }
-            file.content().addEntryComment(a.stanza.c_str(), a.key.c_str(), a.text.c_str());
-        }
-    });
-}
-
 // The highest code of all files is the result: a file that could not be read at all outweighs one
 // that was, and holds invalid data.
 int check(Arguments const& a, std::string& out) {
@@ -357,7 +191,7 @@ int check(Arguments const& a, std::string& out) {
     for (std::string const& name : a.files) {
         StanzaFile file(name, patience);
         Json entry;
-        if (a.json) entry["file"] = utf8Name(file);
+        if (a.json) entry["file"] = utf8Name(name);
         try {
             file.load();
             entry["valid"] = true;
