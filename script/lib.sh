@@ -10,7 +10,8 @@ packages_bench=(cmake ninja-build gcc g++ libc6-dev zlib1g-dev python3 pkg-confi
     libpoco-dev openjdk-17-jdk-headless
     libbenchmark-dev libglib2.0-dev libinih-dev libsimpleini-dev libboost-dev libfmt-dev
     qtbase5-dev libicu-dev)
-packages_check=("${packages_test[@]}" "${packages_bench[@]}" gcc-multilib g++-multilib
+packages_fuzz=("${packages_test[@]}" clang libclang-rt-14-dev)
+packages_check=("${packages_fuzz[@]}" "${packages_bench[@]}" gcc-multilib g++-multilib
     lib32z1-dev git clang clang-format clang-tidy cppcheck)
 
 say() { printf '%s\n' "$*" >&2; }
