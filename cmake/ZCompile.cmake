@@ -37,6 +37,12 @@ if(Z_BUILD_FUZZ)
     list(APPEND Z_SANITIZE_FLAGS -fsanitize=fuzzer-no-link)
 endif()
 add_compile_options(${Z_SANITIZE_FLAGS} -fno-omit-frame-pointer)
+if(Z_COVERAGE)
+    # The counters stand in the profile's file, so those of killed processes are kept.
+    add_compile_options(-fprofile-instr-generate -fcoverage-mapping
+        "SHELL:-mllvm -runtime-counter-relocation")
+    add_link_options(-fprofile-instr-generate)
+endif()
 if(Z_HARDENED)
     add_compile_definitions(_FORTIFY_SOURCE=3 _GLIBCXX_ASSERTIONS)
     add_compile_options(-fstack-protector-strong -fstack-clash-protection -fcf-protection)
