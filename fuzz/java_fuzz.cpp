@@ -276,6 +276,7 @@ void fill(ZJavaProperties_5_1& java, Model& model, File const& file, FuzzedDataP
         }
         model.set(key, value);
     }
+    // By a key that is lost, which is read quickly.
     constexpr std::size_t block = 8191;
     bool const moved = data.ConsumeIntegral<unsigned char>() > 250;
     std::size_t const before = moved ? block - data.ConsumeIntegral<unsigned char>() : 0;
@@ -286,7 +287,7 @@ void fill(ZJavaProperties_5_1& java, Model& model, File const& file, FuzzedDataP
         cuts[i] = i == last ? 0 : data.ConsumeIntegral<unsigned char>();
     }
     std::string text = data.ConsumeRemainingBytesAsString();
-    if (moved) text.insert(0, '#' + std::string(before - 2, '-') + '\n');
+    if (moved) text.insert(0, std::string(before - 3, '-') + "\\n\n");
     std::string stop;
     for (int i = 0; i <= last; ++i) {
         bool const stops = keys[i] < 128;
