@@ -160,7 +160,13 @@ public:
             default:
                 look(op);
         }
-        check();
+        FUZZ_CHECK(list_.size() == keys_.size() && list_.capacity() == capacity_);
+    }
+
+    void check() const {
+        FUZZ_CHECK(list_.isEmpty() == keys_.empty() && (list_.ownsMembers() != 0) == owns_);
+        for (unsigned i = 0; i < keys_.size(); ++i) checkStored(list_.get(i), keys_[i], owns_);
+        FUZZ_CHECK(list_.get(list_.size()) == nullptr && list_.get(~0u) == nullptr);
     }
 
 private:
@@ -304,13 +310,6 @@ private:
         FUZZ_CHECK(keysOf(static_cast<ZArrayList_5_1 const&>(*copy)) == keys_);
     }
 
-    void check() const {
-        FUZZ_CHECK(list_.size() == keys_.size() && list_.isEmpty() == keys_.empty());
-        FUZZ_CHECK(list_.capacity() == capacity_ && (list_.ownsMembers() != 0) == owns_);
-        for (unsigned i = 0; i < keys_.size(); ++i) checkStored(list_.get(i), keys_[i], owns_);
-        FUZZ_CHECK(list_.get(list_.size()) == nullptr && list_.get(~0u) == nullptr);
-    }
-
     void append(Keys const& more) {
         for (int const key : more) {
             grow();
@@ -359,8 +358,7 @@ void runStack(ZArrayStack_5_1& stack, Keys& keys, Operation const& op) {
             if (!keys.empty()) keys.pop_back();
         }
     }
-    FUZZ_CHECK(keysOf(stack) == keys);
-    FUZZ_CHECK(keysOf(ZArrayStack_5_1(stack)) == keys);
+    FUZZ_CHECK(stack.size() == keys.size());
 }
 
 template <class Call>
@@ -416,9 +414,15 @@ void runArray(ZArray_5_1& array, Keys& keys, bool owns, Operation const& op) {
             FUZZ_CHECK(array.lastIndexOf(given(op.key)) == lastIndexOf(keys, key));
             FUZZ_CHECK(array.contains(given(op.key)) == (indexOf(keys, key) >= 0));
     }
-    FUZZ_CHECK(array.size() == keys.size());
+}
+
+void checkArray(ZArray_5_1 const& array, Keys const& keys, bool owns) {
+    FUZZ_CHECK(array.size() == keys.size() && (array.ownsMembers() != 0) == owns);
     ZArray_5_1 const copy(array);
-    for (unsigned k = 0; k < keys.size(); ++k) checkStored(copy.get(k), keys[k], owns);
+    for (unsigned i = 0; i < keys.size(); ++i) {
+        checkStored(array.get(i), keys[i], owns);
+        checkStored(copy.get(i), keys[i], owns);
+    }
     FUZZ_CHECK(throws([&] { array.get(array.size()); }));
 }
 
@@ -439,14 +443,17 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         ZArray_5_1 array(capacity, owns);
         Keys keys(std::max(capacity, 1u), none);
         each(data + 2, size - 2, [&](Operation const& op) { runArray(array, keys, owns, op); });
+        checkArray(array, keys, owns);
     } else if (data[0] / 2 % 4 == 1) {
         ZArrayStack_5_1 stack(capacity);
         Keys keys;
         each(data + 2, size - 2, [&](Operation const& op) { runStack(stack, keys, op); });
+        FUZZ_CHECK(keysOf(stack) == keys && keysOf(ZArrayStack_5_1(stack)) == keys);
     } else {
         ZArrayList_5_1 list(capacity, owns);
         ListCase test(list, owns, capacity);
         each(data + 2, size - 2, [&](Operation const& op) { test.run(op); });
+        test.check();
     }
     FUZZ_CHECK(Item::alive == before);
     return 0;

@@ -14,23 +14,23 @@ namespace fuzz {
 
 class Guarded {
 public:
-    static constexpr std::size_t size = 4096;
-
-    Guarded() {
-        void* const memory = mmap(nullptr, 3 * size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    // So many pages.
+    explicit Guarded(std::size_t count = 1) : size_(count * page) {
+        void* const memory =
+            mmap(nullptr, size_ + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         FUZZ_CHECK(memory != MAP_FAILED);
-        start_ = static_cast<char*>(memory) + size;
-        FUZZ_CHECK(mprotect(start_, size, PROT_READ | PROT_WRITE) == 0);
+        start_ = static_cast<char*>(memory) + page;
+        FUZZ_CHECK(mprotect(start_, size_, PROT_READ | PROT_WRITE) == 0);
     }
     Guarded(Guarded const&) = delete;
     Guarded& operator=(Guarded const&) = delete;
 
     char* start() { return start_; }
-    char* end() { return start_ + size; }
+    char* end() { return start_ + size_; }
 
     // The text at the very end, or so many bytes before it; then other bytes lie in between.
     char* put(std::string_view text, std::size_t gap = 0) {
-        FUZZ_CHECK(text.size() + gap <= size);
+        FUZZ_CHECK(text.size() + gap <= size_);
         std::memset(end() - gap, 0xA9, gap);
         return copy(text, end() - gap - text.size());
     }
@@ -50,6 +50,9 @@ private:
         return at;
     }
 
+    static constexpr std::size_t page = 4096;
+
+    std::size_t size_;
     char* start_;
 };
 
