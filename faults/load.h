@@ -58,6 +58,9 @@ void killProcess(pid_t process);
 void joinProcesses();
 
 using Random = std::minstd_rand;
+inline Random seeded(unsigned number) {
+    return Random(number + 1);
+}
 // Up to so many microseconds.
 void pause(Random& random, unsigned most);
 // Waits for `holds`; the watchdog ends a wait without end.

@@ -90,13 +90,13 @@ void recursiveLock() {
     Deep deep;
     std::thread counting([&] {
         inThreads(16, [&](unsigned i) {
-            for (Random random(i + 1); !over();) {
+            for (Random random = seeded(i); !over();) {
                 deep.enter(1 + random() / 7 % 8, false);
                 if (random() / 7 % 64 == 0) pause(random, 100);
             }
         });
     });
-    Random random(99);
+    Random random = seeded(99);
     Cancellable waiting[5];
     for (unsigned i = 0; i < 5; ++i) {
         waiting[i].body = [&deep, i] { deep.enter(i + 1, true); };
@@ -180,29 +180,13 @@ private:
     std::atomic<int> inside_[3] = {};
     std::atomic<int> asked_{0};
     std::uint64_t counter_ = 0;
-    Random intruder_{7};
+    Random intruder_ = seeded(7);
 };
 
-void readWriteLock() {
-    ReadWrite guarded;
-    std::atomic<unsigned> left{12};
-    std::thread others([&] {
-        inThreads(13, [&](unsigned i) {
-            if (i == 12) {
-                while (left > 0) guarded.intrude();
-                return;
-            }
-            for (Random random(i + 1); !over();) {
-                guarded.hold(i < 8 ? reads : i < 10 ? protects : writes, random);
-                pause(random, i < 8 ? 100 : 0);  // or the readers keep the writers out
-            }
-            --left;
-        });
-    });
-    Random random(99);
+void cancelTakes(ZReadWriteLock_5_1& lock, Random& random) {
     Cancellable taking;
     taking.body = [&] {
-        ZStackReadWriteLock_5_1 hold(guarded.lock, 1);
+        ZStackReadWriteLock_5_1 hold(lock, 1);
         switch (random() / 7 % 3) {
             case 0:
                 return void(hold.readLock());
@@ -212,13 +196,33 @@ void readWriteLock() {
                 return void(hold.writeLock());
         }
     };
-    while (!over()) {
+    for (unsigned n = 0; n < 20; ++n) {
         taking.start();
         usleep(50);
         taking.cancel();
         if (taking.wasCancelled()) count(cancelledTakes);
     }
-    others.join();
+}
+
+// In short rounds: a wake-up that was lost is made good by those that follow, but for the last.
+void readWriteLock() {
+    ReadWrite guarded;
+    for (unsigned round = 0; !over(); ++round) {
+        std::atomic<unsigned> left{12};
+        inThreads(14, [&](unsigned i) {
+            Random random = seeded(round * 16 + i);
+            if (i == 13) return cancelTakes(guarded.lock, random);
+            if (i == 12) {
+                while (left > 0) guarded.intrude();
+                return;
+            }
+            for (unsigned n = 0; n < 30; ++n) {
+                guarded.hold(i < 8 ? reads : i < 10 ? protects : writes, random);
+                pause(random, i < 8 ? 100 : 0);  // or the readers keep the writers out
+            }
+            --left;
+        });
+    }
     ZReadWriteLock_5_1& lock = guarded.lock;
     LOAD_CHECK(lock.haveLock(lock.unset) && lock.getReaderCount() == 0, "the lock is not free");
     LOAD_CHECK(guarded.counter() == figure(writes), "a write was lost");
@@ -302,7 +306,7 @@ private:
 void countInTwoThreads(unsigned number) {
     Counted counted;
     inThreads(2, [&](unsigned i) {
-        Random random(1 + number * 2 + i);
+        Random random = seeded(number * 2 + i);
         while (cyclesAsked() ? figure(cycles) < cyclesAsked() : !over()) counted.cycle(random);
     });
 }
@@ -344,7 +348,7 @@ void holdOnce(Lock& lock, int file, std::uint32_t me, Random& random) {
 void holdUntilKilled(unsigned number) {
     Lock lock("killed", path(".").c_str());
     int const file = openNumber("counter");
-    for (Random random(number + 1);;) {
+    for (Random random = seeded(number);;) {
         lock.lock(random() / 7 % 2 ? Lock::write : Lock::read);
         holdOnce(lock, file, number, random);
         lock.unlock();
@@ -361,7 +365,7 @@ void holdUnderSignals() {
     std::atomic<pthread_t> targets[2] = {};
     std::atomic<bool> last{false};
     inThreads(3, [&](unsigned i) {
-        Random random(i + 77);
+        Random random = seeded(i + 77);
         if (i == 2) {
             until([&] { return targets[0] && targets[1]; });
             for (; !over(); pause(random, 1000)) pthread_kill(targets[random() / 7 % 2], SIGUSR1);
@@ -387,7 +391,7 @@ void killedHolders() {
     unsigned number = 0;
     for (pid_t& each : processes) each = startProcess(++number);
     std::thread signalled(holdUnderSignals);
-    for (Random random(5); !over();) {
+    for (Random random = seeded(5); !over();) {
         pause(random, 10000);
         pid_t& victim = processes[random() / 7 % others];
         killProcess(victim);

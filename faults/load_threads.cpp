@@ -99,7 +99,7 @@ private:
     Member members_[size];
     std::vector<unsigned> model_;
     std::size_t at_ = 0, most_ = 0;
-    Random random_{3};
+    Random random_ = seeded(3);
 };
 
 void observers() {
@@ -110,7 +110,7 @@ void observers() {
     for (Staying& each : staying) subject.addObserver(&each);
     std::uint64_t told[notifiers] = {};
     inThreads(notifiers, [&](unsigned i) {
-        Random random(i + 1);
+        Random random = seeded(i);
         Passing& mine = passing[i];
         mine.thread = i;
         while (!over()) {
@@ -191,7 +191,7 @@ struct Pool : ZThreadPool_5_1 {
 
 // Rounds of ten thousand, each with a pool of its own.
 void pool() {
-    constexpr unsigned starters = 4, each = 2500;
+    constexpr unsigned starters = 4, each = 2500, all = starters * each;
     do {
         auto const threads = std::make_unique<Pool>();
         std::atomic<unsigned> left{starters};
@@ -214,8 +214,8 @@ void pool() {
             --left;
         });
         threads->waitForExit();
-        LOAD_CHECK(figure(ends) - before == starters * each, "%llu of %u threads did their work",
-                   static_cast<unsigned long long>(figure(ends) - before), starters * each);
+        LOAD_CHECK(figure(ends) - before == all, "%llu of %u threads did their work",
+                   static_cast<unsigned long long>(figure(ends) - before), all);
         until([] { return word(alive) == 0; });
     } while (!over());
 }
@@ -273,7 +273,7 @@ void sleepers() {
     Sleeper joinable, shared(lock), detached(1, 0);
     Sleeper* const all[] = {&joinable, &shared, &detached};
     inThreads(3, [&](unsigned i) {
-        for (Random random(i + 1); !over();) storm(*all[i], random);
+        for (Random random = seeded(i); !over();) storm(*all[i], random);
     });
 }
 
