@@ -1,10 +1,10 @@
 // Any format, with arguments that fit it: zsnprintf, zasprintf and the three steps below them.
 //
-// The bytes are a format, either as they are or each one standing for a character that directives
-// are made of, and values. The oracle is a second reader of formats, which says whether a format is
-// right and what each argument is. The text of each directive is then the C library's, but for the
-// differences that zsnprintf.h states; a format without any of these is also printed as a whole by
-// the C library. Texts go into buffers of several sizes, now and then of all.
+// The bytes are values and a format: itself, one of letters that directives are made of, or one of
+// directives that their values describe. The oracle is a second reader of formats, which says
+// whether a format is right and what each argument is. The text of each directive is then the C
+// library's, but for the differences that zsnprintf.h states; a format without any of these is also
+// printed as a whole by the C library. Texts go into buffers of several sizes, now and then of all.
 #include <Z/zasprintf.h>
 #include <Z/zsnprintf.h>
 
@@ -17,6 +17,8 @@
 #include <vector>
 
 #include "string_model.h"
+
+using fuzz::View;
 
 namespace {
 
@@ -437,17 +439,74 @@ void checkText(char const* format, Arguments const& arguments, Expected const& e
     FUZZ_CHECK(buf == text + '\0');
 }
 
+// ---- formats ----
+
+// Directives that are right, but for numbered ones that leave an argument out or take it for two.
+class Generator {
+public:
+    explicit Generator(FuzzedDataProvider& data) : data_(data), numbered_(below(4) == 3) {
+        for (unsigned directives = 1 + below(4); directives > 0; --directives) directive();
+    }
+    std::string text;
+
+private:
+    unsigned below(unsigned limit) { return data_.ConsumeIntegral<unsigned char>() % limit; }
+
+    void directive() {
+        static char const* const literals[] = {"", "", "|", "text ", "%%"};
+        static char const* const lengths[] = {"", "", "h", "l", "ll", "L", "q"};
+        static constexpr View conversions = "ddiouxXpcCsSeEfgG%";
+        text += literals[below(5)];
+        char const conversion = conversions[below(conversions.size())];
+        bool const isReal = View("eEfgG").find(conversion) != View::npos;
+        text += '%' + reference();
+        unsigned const flags = below(256) & below(256);
+        for (unsigned i = 0; i < 6; ++i)
+            if ((flags >> i & 1) != 0) text += " #'+-0"[i];
+        if (below(2) != 0) number();
+        if (below(2) != 0) {
+            text += '.';
+            number();
+        }
+        text += isReal ? lengths[below(7) & 5] : lengths[below(7)];
+        text += conversion;
+    }
+    void number() {
+        unsigned const number = below(64);
+        text += number < 48 ? std::to_string(number % 24) : number < 60 ? '*' + reference() : "";
+    }
+    // The next argument, two of which may change their places, or seldom an earlier one.
+    std::string reference() {
+        if (!numbered_) return "";
+        unsigned const way = below(16);
+        if (way == 0 && last_ != 0) return std::to_string(1 + below(last_)) + '$';
+        ++last_;
+        return std::to_string(swapped_ ? 1 + ((last_ - 1) ^ 1) : last_) + '$';
+    }
+
+    FuzzedDataProvider& data_;
+    bool numbered_;
+    bool swapped_ = data_.ConsumeBool();
+    unsigned last_ = 0;
+};
+
+// The bytes themselves, or letters of directives instead of them, or what is made of their values.
+std::string formatOf(FuzzedDataProvider& data) {
+    static constexpr char letters[] =
+        "%%%%%%1234567890$$$***.. #'+--0hlLqcCsSdiouxXpeEfgG%%aFnz\xC3\xA4|";
+    unsigned const way = data.ConsumeIntegral<unsigned char>() % 4;
+    if (way >= 2) return Generator(data).text;
+    std::string text = data.ConsumeRandomLengthString(96);
+    for (char& c : text)
+        if (way == 1) c = letters[static_cast<unsigned char>(c) % (sizeof letters - 1)];
+    return fuzz::upToNul(text);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(unsigned char const* bytes, std::size_t size) {
     FuzzedDataProvider data(bytes, size);
-    static constexpr char letters[] =
-        "%%%%%%1234567890$$$***.. #'+--0hlLqcCsSdiouxXpeEfgG%%aFnz\xC3\xA4|";
-    bool const raw = data.ConsumeBool();
-    std::string text = data.ConsumeRandomLengthString(96);
-    if (!raw)
-        for (char& c : text) c = letters[static_cast<unsigned char>(c) % (sizeof letters - 1)];
-    text = text.c_str();
+    std::string const text = formatOf(data);
     Format const format(text);
     Arguments const arguments(format, data);
     if (!format.right) {
