@@ -59,6 +59,11 @@ struct Operation {
     unsigned index;
 };
 
+// An index in the collection, just behind it or, at times, far behind.
+unsigned near(unsigned index, std::size_t size) {
+    return index == 63 ? ~0u : index % static_cast<unsigned>(size + 3);
+}
+
 // ---- Sorting ----
 
 struct Order : ZSortCompare_5_1 {
@@ -145,7 +150,8 @@ public:
     ListCase(ZArrayList_5_1& list, bool owns, unsigned capacity)
         : list_(list), walk_(list), owns_(owns), capacity_(std::max(capacity, 1u)) {}
 
-    void run(Operation const& op) {
+    void run(Operation op) {
+        op.index = near(op.index, keys_.size());
         switch (op.what % 5) {
             case 0:
             case 1:
@@ -206,7 +212,7 @@ private:
     }
 
     void copyParts(Operation const& op) {
-        ZArrayList_5_1 part(op.index, owns_);
+        ZArrayList_5_1 part(op.index % 8, owns_);
         unsigned const from = op.index % 8;
         unsigned const to = static_cast<unsigned>(op.key % 16);
         list_.subList(part, from, to);
@@ -236,7 +242,7 @@ private:
                 if (op.index < keys_.size()) keys_[op.index] = key;
                 break;
             case 3: {
-                auto const other = static_cast<unsigned>(op.key);
+                unsigned const other = near(static_cast<unsigned>(op.key), keys_.size());
                 list_.swap(op.index, other);
                 if (std::max(op.index, other) < keys_.size()) {
                     std::swap(keys_[op.index], keys_[other]);
@@ -373,8 +379,8 @@ bool throws(Call const& call) {
 }
 
 void runArray(ZArray_5_1& array, Keys& keys, bool owns, Operation const& op) {
-    unsigned const i = op.index;
-    auto const j = static_cast<unsigned>(op.key);
+    unsigned const i = near(op.index, keys.size());
+    unsigned const j = near(static_cast<unsigned>(op.key), keys.size());
     bool const outside = i >= keys.size();
     int const key = keyOf(given(op.key));
     switch (op.what % 8) {

@@ -1,5 +1,5 @@
-// items: the objects that the targets about collections store, counted so that a lost or a twice
-// deleted one shows.
+// items: the objects that the targets about collections store; a lost one shows by their number, a
+// deleted one, as long as the sanitizer keeps its memory, by its key.
 #ifndef Z_FUZZ_ITEMS_H
 #define Z_FUZZ_ITEMS_H
 
@@ -18,12 +18,15 @@ public:
     }
     Item& operator=(Item const&) = delete;
     ~Item() override {
-        FUZZ_CHECK(alive > 0);
+        FUZZ_CHECK(key != deleted);
+        const_cast<int volatile&>(key) = deleted;
         --alive;
     }
     unsigned long hash() const override { return hashOf(key); }
     int compare(ZObject_5_1 const& other) const override {
-        return key - static_cast<Item const&>(other).key;
+        auto const& item = static_cast<Item const&>(other);
+        FUZZ_CHECK(key != deleted && item.key != deleted);
+        return key - item.key;
     }
     ZObject_5_1* clone() const override { return new Item(*this); }
 
@@ -32,10 +35,11 @@ public:
         return static_cast<unsigned long>(key / 3) * 0x9E3779B97F4A7C15u;
     }
 
-    int const key;
-    int const payload;
+    int key;
+    int payload;
 
     inline static int alive = 0;
+    static constexpr int deleted = -1000;
 };
 
 }  // namespace fuzz

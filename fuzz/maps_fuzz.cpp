@@ -42,40 +42,39 @@ struct Entry {
 };
 
 struct Model {
-    std::vector<std::vector<Entry>> buckets;
+    std::vector<Entry> entries;  // in the order of first insertion
+    std::size_t buckets;
     bool owns;
 
-    explicit Model(std::size_t count, bool o) : buckets(count), owns(o) {}
-
-    std::vector<Entry>& bucketOf(int key) {
-        unsigned long const hash = key == none ? 0 : Item::hashOf(key);
-        return buckets[static_cast<std::uint32_t>(hash) % buckets.size()];
-    }
-    Entry const* find(int key) {
-        for (Entry const& entry : bucketOf(key)) {
+    Entry* find(int key) {
+        for (Entry& entry : entries) {
             if (entry.key == key) return &entry;
         }
         return nullptr;
     }
     void put(Entry const& entry) {
-        if (auto* const known = const_cast<Entry*>(find(entry.key))) {
+        if (Entry* const known = find(entry.key)) {
             *known = entry;
         } else {
-            bucketOf(entry.key).push_back(entry);
+            entries.push_back(entry);
         }
     }
     void remove(int key) {
-        if (Entry const* const known = find(key)) {
-            bucketOf(key).erase(bucketOf(key).begin() + (known - bucketOf(key).data()));
-        }
-    }
-    void clear() {
-        for (auto& bucket : buckets) bucket.clear();
+        if (Entry const* const known = find(key))
+            entries.erase(entries.begin() + (known - entries.data()));
     }
     std::vector<Entry> listed() const {
         std::vector<Entry> all;
-        for (auto const& bucket : buckets) all.insert(all.end(), bucket.begin(), bucket.end());
+        for (std::size_t bucket = 0; bucket < buckets; ++bucket) {
+            for (Entry const& entry : entries) {
+                if (bucketOf(entry.key) == bucket) all.push_back(entry);
+            }
+        }
         return all;
+    }
+
+    std::size_t bucketOf(int key) const {
+        return static_cast<std::uint32_t>(key == none ? 0 : Item::hashOf(key)) % buckets;
     }
 };
 
@@ -128,11 +127,11 @@ void runOn(Map& map, Model& model, Map& other, Model const& theirs, Operation co
             if (item != nullptr) model.remove(entry.key);
             break;
         case 4:
-            if (model.listed().size() > 100) break;
+            if (model.entries.size() > 100) break;
             map.putAll(other);
             for (Entry const& each : theirs.listed()) {
                 if (isList) {
-                    model.buckets[0].push_back(each);
+                    model.entries.push_back(each);
                 } else {
                     model.put(each);
                 }
@@ -145,7 +144,7 @@ void runOn(Map& map, Model& model, Map& other, Model const& theirs, Operation co
         case 6:
             if (entry.value != 0) break;
             map.removeAll();
-            model.clear();
+            model.entries.clear();
             break;
         default: {
             Entry const* const known = item == nullptr ? nullptr : model.find(entry.key);
@@ -204,7 +203,7 @@ void runOn(ZHashKeyMap_5_1& map, Model& model, ZHashKeyMap_5_1& other, Model con
         case 6:
             if (entry.value != 0) break;
             map.removeAll();
-            model.clear();
+            model.entries.clear();
             break;
         default: {
             Entry const* const known = model.find(entry.key);
@@ -224,8 +223,8 @@ void run(std::uint8_t const* data, std::size_t size) {
     unsigned const capacities[] = {data[1] % 16u, data[2] % 16u};
     bool const owns = (data[0] & 4) != 0;
     Map maps[] = {Map(capacities[0], owns), Map(capacities[1], owns)};
-    Model models[] = {Model(isList ? 1 : bucketCount(capacities[0]), owns),
-                      Model(isList ? 1 : bucketCount(capacities[1]), owns)};
+    Model models[] = {{{}, isList ? 1 : bucketCount(capacities[0]), owns},
+                      {{}, isList ? 1 : bucketCount(capacities[1]), owns}};
     for (data += 3, size -= 3; size >= 3; data += 3, size -= 3) {
         int const which = data[0] & 1;
         Entry const entry = {data[1] % (keyCount + 1) - 1, data[2] % payloadCount,

@@ -5,6 +5,7 @@
 // many bytes before it, so that none is read past its end.
 //
 // Input: codeset, what to check, a number, the length of the second text; then two texts.
+#include <sanitizer/lsan_interface.h>
 #include <wctype.h>
 
 #include <algorithm>
@@ -269,21 +270,18 @@ void checkComparison(Case& c) {
     FUZZ_CHECK(tis_strnicmp(c.handle, turkic, c.s, c.t, c.n) == compare(one, two, true));
 }
 
-}  // namespace
-
-// The C library loses the parts of LOCPATH, once for each locale that is made.
-extern "C" char const* __lsan_default_suppressions();
-extern "C" char const* __lsan_default_suppressions() {
-    return "leak:argz_add_sep";
-}
-
-namespace {
-
 View upToNul(View text) {
     return text.substr(0, text.find('\0'));
 }
 
 }  // namespace
+
+// The C library loses the parts of LOCPATH, once for each locale that is made.
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    __lsan::ScopedDisabler const unseen;
+    FUZZ_CHECK(unicode() != nullptr && ziswalpha_5_1(0xE9) == 1);
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     if (size < 4 || size > 400) return 0;
