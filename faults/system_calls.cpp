@@ -43,16 +43,20 @@ std::string textOf(Properties& p, std::string const& file) {
 
 void play(Campaign& campaign, Folder const& folder, Store const& store) {
     std::string const file = folder / mainFile;
-    Scenario storing = {store.name, store.old(folder), [&store, &folder, file] {
-                            auto const p = store.changed(folder);
-                            std::string const text = textOf(*p, file);
-                            attempt([&] { return p->store(file.c_str()), 0; });
-                            require(p->isModified() == (report.outcome != done),
-                                    "the mark of changes is wrong");
-                            require(textOf(*p, file) == text, "the changes are lost");
-                            p->store(file.c_str());
-                            require(!p->isModified(), "what was stored is marked as changed");
-                        }};
+    Scenario storing = {
+        store.name, store.old(folder), [&store, &folder, file] {
+            auto const p = store.changed(folder);
+            int const stanzas = p->count();
+            std::string const text = textOf(*p, file);
+            attempt([&] { return p->store(file.c_str()), 0; });
+            require(p->isModified() == (report.outcome != done), "the mark of changes is wrong");
+            // A line that names the database is there when the file has it.
+            bool const isWritten = folder.files()[mainFile] == text;
+            require(textOf(*p, file) == text && (isWritten || p->count() == stanzas),
+                    "the values in memory are others");
+            p->store(file.c_str());
+            require(!p->isModified(), "what was stored is marked as changed");
+        }};
     storing.lay = [&] { store.lay(folder, storing.old); };
     storing.always = store.always;
     storing.widest = store.widest();
@@ -124,6 +128,7 @@ void playLock(Campaign& campaign, Folder const& folder, char const* name,
                 [&] { release(lock); });  // of what is half held, or not yet released
             require(lock.getLockState() == Lock::unset, "it is still held");
             lock.lock(Lock::write);
+            require(lock.getSequence() == numberIn(folder.files()), "another number is read");
             lock.unlock(0);
         }};
     // The pid is that of the child. A number that could not be written, or only in part, starts
@@ -153,9 +158,11 @@ void playMap(Campaign& campaign, Folder const& folder, char const* name,
             ZUnixFileMap_5_1 map((folder / mainFile).c_str(), mode, 0);
             std::string content = folder.files()[mainFile];
             if (length != 0) content.resize(std::min<std::size_t>(content.size(), length));
+            long const descriptors = openDescriptors();
             attempt([&] {
                 int error = 0, closing = 0, again = 0;
                 void const* const bytes = map.mapfile(&error, length);
+                require(bytes || openDescriptors() == descriptors, "what is not mapped stays open");
                 require((bytes != nullptr) == (error == 0), "neither mapped nor an error");
                 require(!bytes || std::memcmp(bytes, content.data(), content.size()) == 0,
                         "other bytes are mapped");

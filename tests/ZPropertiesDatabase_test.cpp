@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <random>
 
+#include "FailingAllocations.h"
 #include "ZTest.h"
 
 // ---- a pwrite that watches, and fails at the byte asked for; other calls that fail ----
@@ -422,6 +423,24 @@ TEST_F(ZPropertiesDatabase, CallsThatFail) {
     p.store(nullptr);
     EXPECT_EQ(statusOf(database).st_mode & 0777, 0600u);
 }
+
+#ifdef Z_MEMORY_CAN_FAIL
+TEST_F(ZPropertiesDatabase, AStoreWithoutMemoryChangesNothing) {
+    for (bool comes : {true, false}) {
+        Properties p(write(file, plainText), 1);
+        p.setValue("s", "k", "v", 1);
+        if (!comes) p.store(nullptr), p.deleteKey("s", "k");
+        std::string const before = read(file), changed = text(p);
+        EXPECT_GT(ztest::failEach([&] { p.store(nullptr); },
+                                  [&] {
+                                      EXPECT_EQ(read(file) + text(p), before + changed);
+                                      EXPECT_TRUE(p.isModified() && fs::exists(database) != comes);
+                                  }),
+                  0);
+        EXPECT_TRUE(read(file) == changed && fs::exists(database) == comes);
+    }
+}
+#endif
 
 TEST_F(ZPropertiesDatabase, ValuesThatRepeatThemselvesCannotBeLoadedBack) {
     Properties p(1);

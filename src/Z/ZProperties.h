@@ -504,8 +504,6 @@ private:
     void loadDatabase(char const* file, z_5_1::FileId const& main);
     void storeLocked(char const* file);
     bool isOwnDatabase(char const* file, z_5_1::FileId const& main) const;
-    void knowDatabase(char const* name, char const* file, z_5_1::FileId const& main);
-    void removeDatabase(char const* file, z_5_1::FileId const& main);
     void reloadIfNeeded(char const* file, int force);
     char const* fileName() const { return fileName_.getChars(); }
 
