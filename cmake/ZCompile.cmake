@@ -33,7 +33,21 @@ elseif(Z_SANITIZE STREQUAL "thread")
 elseif(Z_SANITIZE)
     message(FATAL_ERROR "Z_SANITIZE is empty, address or thread, not ${Z_SANITIZE}")
 endif()
+if(Z_BUILD_FUZZ AND NOT Z_COVERAGE)
+    list(APPEND Z_SANITIZE_FLAGS -fsanitize=fuzzer-no-link)
+endif()
 add_compile_options(${Z_SANITIZE_FLAGS} -fno-omit-frame-pointer)
+if(Z_COVERAGE)
+    # The counters stand in the profile's file, so those of killed processes are kept.
+    add_compile_options(-fprofile-instr-generate -fcoverage-mapping
+        "SHELL:-mllvm -runtime-counter-relocation")
+    add_link_options(-fprofile-instr-generate)
+endif()
+if(Z_HARDENED)
+    add_compile_definitions(_FORTIFY_SOURCE=3 _GLIBCXX_ASSERTIONS)
+    add_compile_options(-fstack-protector-strong -fstack-clash-protection -fcf-protection)
+    add_link_options(LINKER:-z,relro,-z,now)
+endif()
 # Nobody puts functions of their own in the place of a library's, so its calls to itself need no
 # detour. Relocations of a library to itself are packed: there is one for every virtual function.
 add_compile_options(-fno-semantic-interposition)

@@ -6,6 +6,7 @@
 #include <climits>
 #include <functional>
 
+#include "FailingAllocations.h"
 #include "Strings.h"
 #include "ZTest.h"
 
@@ -173,6 +174,13 @@ TYPED_TEST(Editing, LackOfMemory) {
     S text("abc");
     EXPECT_TRUE(refused([&] { text.bump(UINT_MAX, 0); }));
     EXPECT_EQ(text.getCapacity(), 95u);
+#ifdef Z_MEMORY_CAN_FAIL
+    S target("abc"), assigned("abc");
+    auto const isKept = [&] { EXPECT_EQ(bytes(target) + bytes(assigned), "abcabc"); };
+    EXPECT_EQ(ztest::failEach([&] { target.prepend(x96.c_str()); }, isKept), 1);
+    target = "abc";
+    EXPECT_EQ(ztest::failEach([&] { assigned = x96.c_str(); }, isKept), 1);
+#endif
 #if defined(__i386__)
     // The capacity is raised before the memory is asked for, and never trusted afterwards.
     S onHeap(x96.c_str());

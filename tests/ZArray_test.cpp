@@ -25,7 +25,12 @@ TEST(ZArray, HoldsPointersOrClonesAndRefusesIndexesOutOfRange) {
         EXPECT_EQ(array.indexOf(n[2]), 2) << "empty slots are passed over";
         EXPECT_EQ(array.contains(n[4]) + array.contains(nullptr), 0);
         EXPECT_EQ(show(other), "-") << "a size of 0 is raised to 1";
-        other.set(0, n[4]), other = array, other = *&other, larger = array;
+        other.set(0, n[4]);
+        Number::clonesLeft = 1;
+        EXPECT_THROW(other = array, std::runtime_error);
+        Number::clonesLeft = -1;
+        EXPECT_EQ(show(other), "4") << "a failure changes nothing";
+        other = array, other = *&other, larger = array;
         EXPECT_EQ(show(other) + show(larger), "- 3 2- 3 2");
         EXPECT_NE(other.get(2), array.get(2)) << "an owner keeps owning";
         Number::clonesLeft = 1;

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <csignal>
 
+#include "FailingAllocations.h"
 #include "Stress.h"
 #include "ZTest.h"
 
@@ -334,5 +335,20 @@ TEST_F(ZFileLock, CountsExactlyOverProcessesAndThreads) {
     std::ifstream(file).read(reinterpret_cast<char*>(&counter[1]), 4);
     EXPECT_TRUE(counter[0] == all && counter[1] == all && all > 0) << counter[0] << ' ' << all;
 }
+
+#ifdef Z_MEMORY_CAN_FAIL
+TEST_F(ZFileLock, NeverHasAPartOfAName) {
+    Lock named(std::string(99, 'n').c_str());
+    std::string const before = named.getLockFileName().getChars();
+    auto const isKept = [&] {
+        EXPECT_EQ(named.getLockFileName().getChars() + std::string(named.getLockDirName()),
+                  before + ".");
+    };
+    std::string const name(200, 'n'), dir = folder / (std::string(200, '/')).c_str();
+    EXPECT_GT(ztest::failEach([&] { named.setLockDirName(dir.c_str()); }, isKept), 0);
+    named.setLockDirName(".");
+    EXPECT_GT(ztest::failEach([&] { named.setLockFileName(name.c_str()); }, isKept), 0);
+}
+#endif
 
 }  // namespace

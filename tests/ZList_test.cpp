@@ -53,7 +53,14 @@ TEST(ZList, HoldsPointersOrClones) {
         EXPECT_TRUE(list.indexOf(n[6]) == 2 && list.lastIndexOf(n[6]) == 8);
         EXPECT_FALSE(list.contains(n[9]) || list.contains(nullptr));
         ZArrayList_5_1 other(1, 1);
-        other.add(n[8]), other = list, other = *&other;
+        other.add(n[8]);
+        for (bool assigns : {true, false}) {
+            Number::clonesLeft = 1;
+            EXPECT_ANY_THROW(assigns ? void(other = list) : other.addList(list));
+        }
+        Number::clonesLeft = -1;
+        EXPECT_EQ(show(other), "8") << "a failure changes nothing";
+        other = list, other = *&other;
         EXPECT_EQ(show(other), show(list));
         EXPECT_NE(other.get(0), list.get(0)) << "an owner keeps owning";
         other.removeAll();

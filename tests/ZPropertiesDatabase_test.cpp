@@ -5,13 +5,15 @@
 #include <Z/ZStanzaFileProperties.h>
 #include <dlfcn.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 #include <algorithm>
 #include <random>
 
+#include "FailingAllocations.h"
 #include "ZTest.h"
 
-// ---- a pwrite that watches, and fails at the byte asked for ----
+// ---- a pwrite that watches, and fails at the byte asked for; other calls that fail ----
 
 namespace {
 
@@ -28,20 +30,53 @@ struct stat statusOf(std::string const& name) {
     return status;
 }
 
+std::string failingCall;  // the next of this name fails with EIO
+bool endsThere = false;   // and the process
+
+bool fails(char const* call) {
+    if (failingCall != call) return false;
+    if (endsThere) _exit(0);
+    failingCall.clear();
+    errno = EIO;
+    return true;
+}
+
+template <class Call>
+Call* real(char const* name, char const* wideName) {
+    return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, sizeof(long) == 4 ? wideName : name));
+}
+
 }  // namespace
+
+extern "C" __attribute__((visibility("default"))) ssize_t pread(int fd, void* bytes, size_t size,
+                                                                off_t at) {
+    static auto const call = real<decltype(pread)>("pread", "pread64");
+    return fails("pread") ? -1 : call(fd, bytes, size, at);
+}
+
+extern "C" __attribute__((visibility("default"))) int ftruncate(int fd, off_t size) noexcept {
+    static auto const call = real<decltype(ftruncate)>("ftruncate", "ftruncate64");
+    return fails("ftruncate") ? -1 : call(fd, size);
+}
+
+extern "C" __attribute__((visibility("default"))) ssize_t fgetxattr(int fd, char const* name,
+                                                                    void* value,
+                                                                    size_t size) noexcept {
+    static auto const call = real<decltype(fgetxattr)>("fgetxattr", "fgetxattr");
+    return fails("fgetxattr") ? -1 : call(fd, name, value, size);
+}
 
 extern "C" __attribute__((visibility("default"))) ssize_t pwrite(int fd, void const* bytes,
                                                                  size_t size, off_t at) {
-    static auto const real = reinterpret_cast<decltype(&pwrite)>(
-        dlsym(RTLD_NEXT, sizeof(long) == 4 ? "pwrite64" : "pwrite"));
+    static auto const call = real<decltype(pwrite)>("pwrite", "pwrite64");
     struct stat file = {};
     fstat(fd, &file);
     bool const isMain = statusOf(writes.main).st_ino == file.st_ino;
     if (!isMain) writes.seen |= file.st_mode & 0777;
     off_t const before = writes.failAt - at;
     bool const covers = before >= 0 && before < static_cast<off_t>(size);
-    if (!covers || isMain != writes.inMain) return real(fd, bytes, size, at);
-    if (before > 0) return real(fd, bytes, static_cast<size_t>(before), at);
+    if (!covers || isMain != writes.inMain) return call(fd, bytes, size, at);
+    if (before > 0) return call(fd, bytes, static_cast<size_t>(before), at);
     errno = ENOSPC;
     writes.failAt = -1;
     return -1;
@@ -360,6 +395,52 @@ TEST_F(ZPropertiesDatabase, StoresThatFailHalfWayLeaveTheOldFiles) {
     EXPECT_EQ(storing(p), "access() " + (folder / "no") + " 2");
     EXPECT_EQ(read(file), text);
 }
+
+TEST_F(ZPropertiesDatabase, CallsThatFail) {
+    // Killed before the rest of a longer text is cut off: the new values are there.
+    Properties p(write(file, "[s]\nk = " + std::string(100, 'a') + "\nport = 1\n"), 1);
+    p.setValue("s", "k", "v");
+    auto const killed = [&] {
+        failingCall = "ftruncate";
+        endsThere = true;
+        p.store(nullptr);
+        return 1;
+    };
+    EXPECT_EQ(ztest::inProcess(killed), 0);
+    Properties left(file.c_str(), 0);
+    EXPECT_EQ(text(left), "[s]\nk = v\nport = 1\n");
+    // Refused when the room was already reserved: it is given back.
+    write(file, "[s]\n");
+    p.setValue("s", "k", std::string(8000, 'a').c_str());
+    auto const blocks = statusOf(file).st_blocks;
+    failingCall = "pread";
+    EXPECT_EQ(storing(p), "fopen(r+) " + file + " 5");
+    EXPECT_EQ(statusOf(file).st_blocks, blocks);
+    // Whether others may read the main file by an access list is not known.
+    chmod(file.c_str(), 0640);
+    p.setValue("s", "hidden", "v", 1);
+    failingCall = "fgetxattr";
+    p.store(nullptr);
+    EXPECT_EQ(statusOf(database).st_mode & 0777, 0600u);
+}
+
+#ifdef Z_MEMORY_CAN_FAIL
+TEST_F(ZPropertiesDatabase, AStoreWithoutMemoryChangesNothing) {
+    for (bool comes : {true, false}) {
+        Properties p(write(file, plainText), 1);
+        p.setValue("s", "k", "v", 1);
+        if (!comes) p.store(nullptr), p.deleteKey("s", "k");
+        std::string const before = read(file), changed = text(p);
+        EXPECT_GT(ztest::failEach([&] { p.store(nullptr); },
+                                  [&] {
+                                      EXPECT_EQ(read(file) + text(p), before + changed);
+                                      EXPECT_TRUE(p.isModified() && fs::exists(database) != comes);
+                                  }),
+                  0);
+        EXPECT_TRUE(read(file) == changed && fs::exists(database) == comes);
+    }
+}
+#endif
 
 TEST_F(ZPropertiesDatabase, ValuesThatRepeatThemselvesCannotBeLoadedBack) {
     Properties p(1);

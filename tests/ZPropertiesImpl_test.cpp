@@ -3,6 +3,7 @@
 #include <Z/ZException.h>
 #include <Z/ZSCFData.h>
 
+#include "FailingAllocations.h"
 #include "ZTest.h"
 
 namespace {
@@ -64,6 +65,22 @@ void change(Store& store, std::string const& steps) {
         if (what == "commentFile") store.addFileComment(key);
     }
 }
+
+#ifdef Z_MEMORY_CAN_FAIL
+TEST(Comments, ComeWithTheirBlankLineOrNotAtAll) {
+    std::string const before = "[s]\nkey = a\n[t]\n", comment(99, '#');
+    std::function<void(Store&)> const changes[] = {
+        [&](Store& s) { s.addFileComment(comment.c_str()); },
+        [&](Store& s) { s.addStanzaComment("s", comment.c_str()); },
+        [&](Store& s) { s.addLineComment("s", "key", comment.c_str()); }};
+    for (auto const& change : changes) {
+        Store store(before);
+        EXPECT_GT(
+            ztest::failEach([&] { change(store); }, [&] { EXPECT_EQ(textOf(store), before); }), 0);
+        EXPECT_EQ(textOf(store).size(), before.size() + 101);
+    }
+}
+#endif
 
 }  // namespace
 

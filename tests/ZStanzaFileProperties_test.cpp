@@ -3,6 +3,7 @@
 #include <Z/ZException.h>
 #include <Z/ZStanzaFileProperties.h>
 
+#include "FailingAllocations.h"
 #include "ZTest.h"
 
 namespace {
@@ -32,6 +33,21 @@ struct ZStanzaFileProperties : testing::Test {
 };
 
 }  // namespace
+
+#ifdef Z_MEMORY_CAN_FAIL
+// The first test: what is made once in a process must not be there yet.
+TEST_F(ZStanzaFileProperties, CanBeHadAfterAFirstUseWithoutMemory) {
+    ztest::write(file, "[s]\n");
+    EXPECT_EQ(ztest::inProcess([this] {
+                  ZLCString_5_1 const startsTheTextServices;
+                  auto const use = [this] {
+                      Properties::getPropertiesFor(file.c_str(), Properties::getFactory(), 0);
+                  };
+                  return ztest::failEach(use, [] {}) > 0 ? 0 : 1;
+              }),
+              0);
+}
+#endif
 
 TEST_F(ZStanzaFileProperties, TextIsReadAndWrittenBack) {
     std::string const x8188(8188, 'x');

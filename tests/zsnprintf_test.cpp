@@ -17,27 +17,12 @@
 #include <random>
 #include <sstream>
 
+#include "FailingAllocations.h"
 #include "ZTest.h"
 
 namespace {
-int allocationsLeft = -1;  // until one fails; below 0: any number
-}  // namespace
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define Z_MEMORY_CAN_FAIL 1
-#define Z_FAILING(call, parameters, arguments) \
-    extern "C" void* __libc_##call parameters; \
-    extern "C" __attribute__((visibility("default"))) void* call parameters { \
-        bool const fails = allocationsLeft >= 0 && allocationsLeft-- == 0; \
-        return fails ? nullptr : __libc_##call arguments; \
-    }
-Z_FAILING(malloc, (std::size_t size), (size))
-Z_FAILING(calloc, (std::size_t count, std::size_t size), (count, size))
-Z_FAILING(realloc, (void* p, std::size_t size), (p, size))
-#endif
-
-namespace {
-
+using ztest::allocationsLeft;
 constexpr char filler = '~';
 
 // The text, or what is wrong; "-1" for a failure.

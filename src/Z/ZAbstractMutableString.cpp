@@ -301,7 +301,6 @@ ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::assignText(char const* t
     if (ownsChars(text)) {
         std::memmove(buffer_, text, bytes);
     } else {
-        finish(0);
         if (bytes > room()) makeRoom(bytes);
         std::memcpy(buffer_, text, bytes);
     }
@@ -451,17 +450,25 @@ ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::insert(unsigned int posi
 ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::prepend(char const* text) {
     if (text == nullptr) return *this;
     char kept[sizeof inline_];
-    char const* old = kept;
-    Block block;
-    if (buffer_ == inline_) {
-        std::memcpy(kept, inline_, sizeof inline_);
-    } else {
-        old = buffer_;
-        block.reset(buffer_);
-    }
+    std::memcpy(kept, inline_, sizeof inline_);
+    bool const wasInline = buffer_ == inline_;
+    char* const old = wasInline ? kept : buffer_;
+    unsigned int const oldLength = length_;
+    unsigned int const oldCapacity = capacity_;
     if (ownsChars(text)) text = old + (text - buffer_);
     startEmpty();
-    return append(text).append(old);
+    try {
+        append(text).append(old);
+    } catch (...) {
+        init();
+        std::memcpy(inline_, kept, sizeof inline_);
+        buffer_ = wasInline ? inline_ : old;
+        length_ = oldLength;
+        capacity_ = oldCapacity;
+        throw;
+    }
+    if (!wasInline) std::free(old);
+    return *this;
 }
 
 ZAbstractMutableString_5_1& ZAbstractMutableString_5_1::remove(unsigned int position,

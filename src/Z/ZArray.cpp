@@ -40,13 +40,11 @@ ZArray_5_1::ZArray_5_1(ZArray_5_1 const& other) : ZArray_5_1(other.size_, other.
 
 ZArray_5_1& ZArray_5_1::operator=(ZArray_5_1 const& other) {
     if (this == &other) return *this;
-    removeAll();
-    if (size_ != other.size_) {
-        Slots fresh = emptySlots(other.size_);
-        Slots(std::exchange(elements_, fresh.release())).reset();
-        size_ = other.size_;
-    }
-    for (unsigned int i = 0; i < size_; ++i) set(i, other.get(i));
+    // The new objects first: without memory for them the array keeps its own.
+    ZArray_5_1 fresh(other.size_, ownsMembers_);
+    for (unsigned int i = 0; i < other.size_; ++i) fresh.set(i, other.get(i));
+    std::swap(elements_, fresh.elements_);
+    std::swap(size_, fresh.size_);
     return *this;
 }
 

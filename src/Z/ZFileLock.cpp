@@ -107,6 +107,9 @@ ZAbstractProcessReadWriteFileLock_5_1& ZAbstractProcessReadWriteFileLock_5_1::op
     ZAbstractProcessReadWriteFileLock_5_1 const& other) {
     if (this == &other) return *this;
     if (getLockState() != unset) refuseState(unit, getLockState());
+    // The room first: a lock never gets one part of its name without the others.
+    lockDirName_.setCapacity(other.lockDirName_.getLength());
+    lockFileName_.setCapacity(other.lockFileName_.getLength());
     ZAbstractProcessReadWriteLock_5_1::operator=(other);
     lockDirName_ = other.lockDirName_;
     lockFileName_ = other.lockFileName_;
@@ -253,7 +256,14 @@ ZLCString_5_1 const& ZAbstractProcessReadWriteFileLock_5_1::getLockDirName() con
 }
 
 void ZAbstractProcessReadWriteFileLock_5_1::setLockDirName(char const* dir) {
-    if (changeFolder(dir)) setLockFileName(getLockName());
+    ZLCString_5_1 const former(lockDirName_);
+    if (!changeFolder(dir)) return;
+    try {
+        setLockFileName(getLockName());
+    } catch (...) {
+        lockDirName_ = former;  // which needs no memory: it was there before
+        throw;
+    }
 }
 
 bool ZAbstractProcessReadWriteFileLock_5_1::changeFolder(char const* dir) {
@@ -281,10 +291,12 @@ void ZAbstractProcessReadWriteFileLock_5_1::setLockFileName(char const* name) {
 }
 
 void ZAbstractProcessReadWriteFileLock_5_1::nameFile(char const* name) {
-    lockFileName_ = lockDirName_;
-    if (lockDirName_.getLength() != 0) lockFileName_ += "/";
-    lockFileName_ += filePrefix;
-    lockFileName_ += name;
+    // Made aside: a name cut short would be that of another lock.
+    ZLCString_5_1 fileName(lockDirName_);
+    if (lockDirName_.getLength() != 0) fileName += "/";
+    fileName += filePrefix;
+    fileName += name;
+    lockFileName_ = fileName;
 }
 
 // ---- on a file ----

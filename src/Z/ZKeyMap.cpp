@@ -126,9 +126,13 @@ ZHashKeyMap_5_1::ZHashKeyMap_5_1(ZHashKeyMap_5_1 const& other)
 
 ZHashKeyMap_5_1& ZHashKeyMap_5_1::operator=(ZHashKeyMap_5_1 const& other) {
     if (this == &other) return *this;
-    deletePairs();
-    ownsMembers_ = other.ownsMembers_;
-    copyPairs(other);
+    // The new pairs first: without memory for them the map keeps its own.
+    ZHashKeyMap_5_1 fresh(other);
+    pairs_.swap(fresh.pairs_);
+    places_.swap(fresh.places_);
+    std::swap(holes_, fresh.holes_);
+    std::swap(buckets_, fresh.buckets_);
+    std::swap(ownsMembers_, fresh.ownsMembers_);
     return *this;
 }
 

@@ -194,8 +194,12 @@ ZArrayList_5_1::ZArrayList_5_1(ZArrayList_5_1 const& other)
 // cppcheck-suppress operatorEqVarError ; the ownership stays
 ZArrayList_5_1& ZArrayList_5_1::operator=(ZArrayList_5_1 const& other) {
     if (this == &other) return *this;
-    removeAll();
-    addList(other);
+    // The new elements first: without memory for them the list keeps its own.
+    ZArrayList_5_1 fresh(capacity_, ownsMembers_);
+    fresh.addList(other);
+    std::swap(elements_, fresh.elements_);
+    std::swap(capacity_, fresh.capacity_);
+    std::swap(size_, fresh.size_);
     return *this;
 }
 
@@ -243,12 +247,14 @@ void ZArrayList_5_1::addClone(unsigned int index, ZObject_5_1 const* object) {
 }
 
 void ZArrayList_5_1::addList(ZList_5_1 const& other) {
-    if (&other == static_cast<ZList_5_1 const*>(this)) {
-        unsigned int const once = size();
-        for (unsigned int i = 0; i < once; ++i) add(get(i));
-        return;
+    bool const toItself = &other == static_cast<ZList_5_1 const*>(this);
+    unsigned int const before = size_;
+    try {
+        for (unsigned int i = 0; i < (toItself ? before : other.size()); ++i) add(other.get(i));
+    } catch (...) {
+        while (size_ > before) ZArrayList_5_1::remove(size_ - 1);
+        throw;
     }
-    for (unsigned int i = 0; i < other.size(); ++i) add(other.get(i));
 }
 
 void ZArrayList_5_1::addNoCopy(ZObject_5_1 const* object) {

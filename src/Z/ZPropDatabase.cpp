@@ -36,6 +36,11 @@ mode_t common(mode_t mode) {
     return (mode & (mode >> 3)) & S_IRWXO;
 }
 
+// Whether a file may have an access list whose size came out as this, or as -1 with errno.
+bool mayHaveList(ssize_t size) {
+    return size > 0 || (size == -1 && errno != ENODATA && errno != EOPNOTSUPP && errno != ENOSYS);
+}
+
 // A name for mkostemp beside `name`, which itself may be as long as names can be.
 std::string temporaryName(std::string const& name) {
     constexpr std::size_t longestBase = 240;
@@ -114,8 +119,9 @@ PropDatabase::PropDatabase(char const* name, PropFile const& main, bool isItsOwn
     if (int const error = existed_ ? refusal(former) : 0) fail(error);
     Access const access =
         existed_ && !isItsOwn
-            ? accessOf(former, lgetxattr(name, accessList, nullptr, 0) > 0)
-            : accessOf(mainStatus, fgetxattr(main.descriptor(), accessList, nullptr, 0) > 0);
+            ? accessOf(former, mayHaveList(lgetxattr(name, accessList, nullptr, 0)))
+            : accessOf(mainStatus,
+                       mayHaveList(fgetxattr(main.descriptor(), accessList, nullptr, 0)));
     try {
         if (!makeNew(access, existed_ ? &former : nullptr, bytes, size)) {
             overwrite(access, bytes, size);
@@ -173,6 +179,7 @@ void PropDatabase::overwrite(Access const& access, char const* bytes, std::size_
     if (fstat(descriptor_, &former.status) != 0) fail(errno);
     if (int const error = refusal(former.status)) fail(error);
     ssize_t const listSize = fgetxattr(descriptor_, accessList, nullptr, 0);
+    if (listSize == -1 && mayHaveList(listSize)) fail(errno);
     if (listSize > 0) {
         former.list.resize(static_cast<std::size_t>(listSize));
         if (fgetxattr(descriptor_, accessList, &former.list[0], former.list.size()) != listSize) {

@@ -26,6 +26,9 @@ constexpr char const* unit = "src/Z/ZProperties";
 constexpr char const openForReading[] = "fopen(r)";
 constexpr char const openForWriting[] = "fopen(r+)";
 
+// Longer rests of a former text are left as they are until they are cut off.
+constexpr off_t longestBlank = off_t{64} << 20;
+
 }  // namespace
 
 // ---- one mutex per file ----
@@ -75,25 +78,41 @@ void FileGuard::leave() noexcept {
 NewContent::NewContent(int descriptor, char const* name, char const* api, char const* text,
                        std::size_t size)
     : descriptor_(descriptor), name_(name), api_(api), text_(text), size_(size) {
-    auto const end = static_cast<off_t>(size);
     struct stat status;
     if (fstat(descriptor, &status) != 0) fail(errno);
     formerSize_ = status.st_size;
-    // Devices and some file systems reserve nothing.
-    if (size != 0 && S_ISREG(status.st_mode)) {
-        int const rc = retried([=] { return fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, end); });
-        if (rc == -1 && errno != EOPNOTSUPP && errno != ENOSYS) fail(errno);
+    off_t const kept = std::min(formerSize_, static_cast<off_t>(size));
+    former_.assign(static_cast<std::size_t>(kept), '\0');
+    if ((S_ISREG(status.st_mode) && !reserve()) || !keepFormer()) {
+        int const error = errno;
+        cutToFormer();  // what was reserved, be it in part, goes with it
+        fail(error);
     }
-    former_.assign(static_cast<std::size_t>(std::min(formerSize_, end)), '\0');
+}
+
+// Some file systems reserve nothing.
+bool NewContent::reserve() const noexcept {
+    auto const end = static_cast<off_t>(size_);
+    if (end == 0) return true;
+    int const rc = retried([=] { return fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, 0, end); });
+    return rc == 0 || errno == EOPNOTSUPP || errno == ENOSYS;
+}
+
+bool NewContent::keepFormer() noexcept {
     for (std::size_t done = 0; done < former_.size();) {
         ssize_t const got = retried([&] {
-            return pread(descriptor, &former_[done], former_.size() - done,
+            return pread(descriptor_, &former_[done], former_.size() - done,
                          static_cast<off_t>(done));
         });
-        if (got == -1) fail(errno);
+        if (got == -1) return false;
         if (got == 0) former_.resize(done);
         done += static_cast<std::size_t>(got);
     }
+    return true;
+}
+
+void NewContent::cutToFormer() const noexcept {
+    if (static_cast<off_t>(size_) > formerSize_) (void)!ftruncate(descriptor_, formerSize_);
 }
 
 bool NewContent::writeAt0(char const* text, std::size_t size) const noexcept {
@@ -123,9 +142,7 @@ bool NewContent::truncate() noexcept {
 }
 
 void NewContent::putBack() noexcept {
-    if (writeAt0(former_.data(), former_.size()) && static_cast<off_t>(size_) > formerSize_) {
-        (void)!ftruncate(descriptor_, formerSize_);
-    }
+    if (writeAt0(former_.data(), former_.size())) cutToFormer();
 }
 
 void NewContent::fail(int error, int line) const {
@@ -181,10 +198,20 @@ struct stat PropFile::status() const {
     return status;
 }
 
+// A shorter text goes over the former one with blanks to its end, so that whoever is killed before
+// these are cut off leaves a text with the same values.
 void PropFile::replaceContent(char const* text, std::size_t size) {
-    NewContent content(descriptor_, name_, openForWriting, text, size);
+    auto const end = static_cast<off_t>(size);
+    off_t const rest = status().st_size - end;
+    std::string padded;
+    if (rest > 0 && rest <= longestBlank) {
+        padded.reserve(size + static_cast<std::size_t>(rest));
+        padded.assign(text, size).append(static_cast<std::size_t>(rest), ' ');
+    }
+    NewContent content(descriptor_, name_, openForWriting, padded.empty() ? text : padded.data(),
+                       std::max(size, padded.size()));
     content.overwrite();
-    if (content.truncate()) return;
+    if (rest <= 0 || retried([=] { return ftruncate(descriptor_, end); }) == 0) return;
     int const error = errno;
     content.putBack();
     fail(openForWriting, error);

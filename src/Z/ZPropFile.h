@@ -40,6 +40,9 @@ public:
     void putBack() noexcept;
 
 private:
+    bool reserve() const noexcept;
+    bool keepFormer() noexcept;
+    void cutToFormer() const noexcept;
     bool writeAt0(char const* text, std::size_t size) const noexcept;
     [[noreturn]] void fail(int error, int line = __builtin_LINE()) const;
 

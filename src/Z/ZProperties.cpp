@@ -143,6 +143,8 @@ void ZProperties_5_1::getValue(char const* stanza, char const* key, ZAbstractMut
     if (out.getCodesetHandle() != text.getCodesetHandle() || value.length > UINT_MAX) {
         out.setChars(text);
     } else if (value.chars != out.getChars()) {
+        // The room first: without memory for it `out` keeps its text.
+        if (value.length > out.getCapacity()) out.bump(static_cast<unsigned int>(value.length), 0);
         out.clear().append(value.chars, static_cast<unsigned int>(value.length));
     }
 }

@@ -7,8 +7,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "ZBuffer.h"
 #include "ZException.h"
@@ -179,6 +181,55 @@ ZLCString_5_1 directoryOf(char const* file) {
     return ZLCString_5_1(file, static_cast<unsigned int>(slash - file));
 }
 
+// Where its name cannot be removed, its values are.
+void removeFile(char const* name) noexcept {
+    if (unlink(name) == 0 || errno == ENOENT) return;
+    int const descriptor = open(name, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor == -1) return;
+    (void)!ftruncate(descriptor, 0);
+    close(descriptor);
+}
+
+// What the store knows of its database when it was stored with this one, or with none for null. All
+// that can fail is done before the file is changed.
+class DatabaseChange {
+public:
+    // A second file that shares the database does not become its owner. Only what this instance has
+    // read or written is known to be a database, and removed.
+    DatabaseChange(ZPCache_5_1& store, char const* name, char const* file,
+                   z_5_1::FileId const& main, bool isOwn)
+        : store_(store), name_(name), known_(store.database()) {
+        if (name) {
+            store.reserveDatabaseName(std::strlen(name));
+            if (isOwn) {
+                known_ = {absolute(name), absolute(file), main};
+            } else {
+                known_->name = absolute(name);
+            }
+        } else if (known_ && isOwn) {
+            bool const goes = known_->name == absolute(store.databaseName().getChars()) &&
+                              !(z_5_1::fileId(known_->name.c_str()) == main);
+            if (goes) doomed_ = std::move(known_->name);
+            known_.reset();
+        }
+    }
+    void make() noexcept {
+        store_.database() = std::move(known_);
+        if (name_) {
+            store_.setDatabaseName(name_);
+        } else {
+            if (!doomed_.empty()) removeFile(doomed_.c_str());
+            store_.delLine(z_5_1::databaseStanza, z_5_1::databaseKey);
+        }
+    }
+
+private:
+    ZPCache_5_1& store_;
+    char const* name_;
+    std::optional<z_5_1::KnownDatabase> known_;
+    std::string doomed_;
+};
+
 }  // namespace
 
 int z_5_1::checkAndSetTimeStamp(char const* file, long& time) {
@@ -283,15 +334,11 @@ void ZProperties_5_1::storeLocked(char const* file) {
                           static_cast<char const*>(hidden.content.getBuffer()),
                           hidden.content.getLength());
     }
+    DatabaseChange change(*store_, database, file, out.id(), isOwnDatabase(file, out.id()));
     out.replaceContent(text.text(), text.size());
     if (companion) companion->keep();
     line.keep();
-    if (database) {
-        knowDatabase(database, file, out.id());
-    } else {
-        removeDatabase(file, out.id());
-        store_->delLine(z_5_1::databaseStanza, z_5_1::databaseKey);
-    }
+    change.make();
     long const time = out.modificationTime(fileTime_);
     out.close();
     fileTime_ = time;
@@ -302,34 +349,6 @@ void ZProperties_5_1::storeLocked(char const* file) {
 bool ZProperties_5_1::isOwnDatabase(char const* file, z_5_1::FileId const& main) const {
     std::optional<z_5_1::KnownDatabase> const& known = store_->database();
     return !known || known->mainFile == main || known->main == absolute(file);
-}
-
-// A second file that shares the database does not become its owner.
-void ZProperties_5_1::knowDatabase(char const* name, char const* file, z_5_1::FileId const& main) {
-    std::optional<z_5_1::KnownDatabase>& known = store_->database();
-    store_->setDatabaseName(name);
-    if (isOwnDatabase(file, main)) {
-        known = {absolute(name), absolute(file), main};
-    } else {
-        known->name = absolute(name);
-    }
-}
-
-// Only what this instance has read or written is known to be a database. Where its name cannot be
-// removed, its values are.
-void ZProperties_5_1::removeDatabase(char const* file, z_5_1::FileId const& main) {
-    std::optional<z_5_1::KnownDatabase> const known = store_->database();
-    if (!known || !isOwnDatabase(file, main)) return;
-    store_->database().reset();
-    char const* const name = known->name.c_str();
-    if (known->name != absolute(store_->databaseName().getChars()) || z_5_1::fileId(name) == main ||
-        unlink(name) == 0 || errno == ENOENT) {
-        return;
-    }
-    int const descriptor = open(name, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor == -1) return;
-    (void)!ftruncate(descriptor, 0);
-    close(descriptor);
 }
 
 void ZProperties_5_1::writeText(char const* file, std::FILE* out) {

@@ -2,8 +2,6 @@
 // Subsystem: properties, layer 4. Test: tests/ZPropertiesImpl_test.cpp
 #include "ZPropertiesImpl.h"
 
-#include <pthread.h>
-
 #include <cstdlib>
 #include <cstring>
 
@@ -14,9 +12,6 @@
 namespace {
 
 constexpr char const* unit = "src/Z/ZPropertiesImpl";
-
-pthread_once_t zpcache_once = PTHREAD_ONCE_INIT;
-pthread_once_t registryOnce = PTHREAD_ONCE_INIT;
 
 std::uint32_t hashOf(ZPKVList_5_1 const& stanza) {
     return z_5_1::hashName(stanza.nameChars(), stanza.nameLength());
@@ -49,7 +44,9 @@ std::string ObfuscatedItems::joined(char const* stanza, char const* key) {
 }
 
 void ObfuscatedItems::add(char const* stanza, char const* key) {
-    auto const [place, isNew] = places_.try_emplace(joined(stanza, key));
+    std::string name = joined(stanza, key);
+    wanted_.reserve(name.size());
+    auto const [place, isNew] = places_.try_emplace(std::move(name));
     if (!isNew) return;
     try {
         place->second = items_.emplace(items_.end(), stanza, key);
@@ -64,9 +61,12 @@ void ObfuscatedItems::addLast(char const* stanza, char const* key) {
     items_.splice(items_.end(), items_, places_.find(joined(stanza, key))->second);
 }
 
-void ObfuscatedItems::remove(char const* stanza, char const* key) {
+void ObfuscatedItems::remove(char const* stanza, char const* key) noexcept {
     if (items_.empty()) return;
-    auto const place = places_.find(joined(stanza, key));
+    std::size_t const stanzaLength = std::strlen(stanza), keyLength = std::strlen(key);
+    if (stanzaLength + 1 + keyLength > wanted_.capacity()) return;  // longer than all
+    wanted_.assign(stanza, stanzaLength).append(1, '\0').append(key, keyLength);
+    auto const place = places_.find(wanted_);
     if (place == places_.end()) return;
     items_.erase(place->second);
     places_.erase(place);
@@ -77,15 +77,9 @@ void ObfuscatedItems::remove(char const* stanza, char const* key) {
 ZLock_5_1* ZPropRegistry_5_1::res_ = nullptr;
 
 ZPropRegistry_5_1::ZPropRegistry_5_1() {
-    pthread_once(&registryOnce, [] {
-        // No exception may leave a once-routine: without memory the lock stays missing.
-        try {
-            res_ = new ZLock_5_1;
-        }
-        Z_CATCH_ALL {}
-    });
-    if (!res_) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
-    res_->lock();
+    // Without memory the next call tries again.
+    static ZLock_5_1* const only = res_ = new ZLock_5_1;
+    only->lock();
 }
 
 ZPropRegistry_5_1::~ZPropRegistry_5_1() noexcept {
@@ -121,14 +115,8 @@ void ZPCache_5_1::putContent(std::unique_ptr<Content> content) noexcept {
 }
 
 ZLCString_5_1 const& ZPCache_5_1::emptyText() {
-    pthread_once(&zpcache_once, [] {
-        try {
-            empty_ = new ZLCString_5_1;
-        }
-        Z_CATCH_ALL {}
-    });
-    if (!empty_) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
-    return *empty_;
+    static ZLCString_5_1 const* const only = empty_ = new ZLCString_5_1;
+    return *only;
 }
 
 void ZPCache_5_1::setAttributes(unsigned long flags, void* data) {
@@ -512,18 +500,37 @@ void ZPCategoryBasedCache_5_1::takeBackLine(char const* stanza, char const* key,
     if (!hadStanza) delStanzaLine(stanza);
 }
 
+namespace {
+
+// Adds a comment and a blank line, which stands before or behind it: both or neither.
+void addWithBlank(ZPKVList_5_1& stanza, char const* text, z_5_1::PropLine* above, bool blankFirst) {
+    z_5_1::PropLine& blank = stanza.addLine(ZPropLine_5_1::blank, z_5_1::PropText(), above);
+    try {
+        stanza.addLine(ZPropLine_5_1::comment, copyOf(text), blankFirst ? &blank : above);
+    } catch (...) {
+        stanza.eraseBlankLine(blank);
+        throw;
+    }
+}
+
+}  // namespace
+
 void ZPCategoryBasedCache_5_1::addFileComment(char const* text) {
     z_5_1::PropLineList& preamble = content().preamble;
     PropLine* blank = preamble.first();
     while (blank && blank->type != ZPropLine_5_1::blank) blank = blank->next;
-    PropLine& comment = content().memory.pool.makeLine(ZPropLine_5_1::comment, copyOf(text));
-    if (blank) {
-        preamble.insertBefore(*blank, comment);
-    } else {
-        preamble.insertAfter(nullptr, comment);
-        preamble.insertAfter(&comment,
-                             content().memory.pool.makeLine(ZPropLine_5_1::blank, PropText()));
+    z_5_1::PropLinePool& pool = content().memory.pool;
+    PropLine& comment = pool.makeLine(ZPropLine_5_1::comment, copyOf(text));
+    if (!blank) {
+        try {
+            blank = &pool.makeLine(ZPropLine_5_1::blank, PropText());
+        } catch (...) {
+            pool.give(comment);
+            throw;
+        }
+        preamble.insertAfter(nullptr, *blank);
     }
+    preamble.insertBefore(*blank, comment);
 }
 
 void ZPCategoryBasedCache_5_1::addStanzaComment(char const* stanza, char const* text) {
@@ -536,8 +543,11 @@ void ZPCategoryBasedCache_5_1::addStanzaComment(char const* stanza, char const* 
     }
     bool const needsBlank =
         following ? following->type != ZPropLine_5_1::blank : found.nextStanza != nullptr;
-    PropLine& comment = found.addLine(ZPropLine_5_1::comment, copyOf(text), last);
-    if (needsBlank) found.addLine(ZPropLine_5_1::blank, PropText(), &comment);
+    if (needsBlank) {
+        addWithBlank(found, text, last, false);
+    } else {
+        found.addLine(ZPropLine_5_1::comment, copyOf(text), last);
+    }
 }
 
 void ZPCategoryBasedCache_5_1::addLineComment(char const* stanza, char const* key,
@@ -548,9 +558,10 @@ void ZPCategoryBasedCache_5_1::addLineComment(char const* stanza, char const* ke
     if (!target.placed) return;  // no line to stand above
     PropLine* above = target.previous;
     if (!above || above->type == ZPropLine_5_1::key) {
-        above = &found.addLine(ZPropLine_5_1::blank, PropText(), above);
+        addWithBlank(found, text, above, true);
+    } else {
+        found.addLine(ZPropLine_5_1::comment, copyOf(text), above);
     }
-    found.addLine(ZPropLine_5_1::comment, copyOf(text), above);
 }
 
 // ---- the one-name forms ----

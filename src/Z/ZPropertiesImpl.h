@@ -87,11 +87,13 @@ public:
     void add(char const* stanza, char const* key);
     // At the end, also a key that is there.
     void addLast(char const* stanza, char const* key);
-    void remove(char const* stanza, char const* key);
+    // Needs no memory.
+    void remove(char const* stanza, char const* key) noexcept;
 
 private:
     static std::string joined(char const* stanza, char const* key);
 
+    std::string wanted_;  // has room for the name of each that is there
     std::list<ZObfuscatedItem_5_1> items_;
     std::unordered_map<std::string, std::list<ZObfuscatedItem_5_1>::iterator> places_;
 };
@@ -226,6 +228,10 @@ public:
     unsigned long removals() const { return removals_; }
     ZLCString_5_1 const& databaseName() const { return content_->databaseName; }
     void setDatabaseName(char const* name) { content_->databaseName = name; }
+    // After this, a name of that length needs no memory.
+    void reserveDatabaseName(std::size_t length) {
+        content_->databaseName.setCapacity(static_cast<unsigned int>(length));
+    }
     std::optional<z_5_1::KnownDatabase>& database() { return content_->database; }
     int hasObfuscatedItems() const { return !content_->obfuscatedItems.isEmpty(); }
 

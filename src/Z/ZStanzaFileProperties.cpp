@@ -2,8 +2,6 @@
 // Subsystem: properties, layer 6. Test: tests/ZStanzaFileProperties_test.cpp
 #include "ZStanzaFileProperties.h"
 
-#include <pthread.h>
-
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -29,9 +27,6 @@ constexpr char const* unit = "src/Z/ZStanzaFileProperties";
 
 using z_5_1::requireName;
 using z_5_1::requireThat;
-
-pthread_once_t factoryOnce = PTHREAD_ONCE_INIT;
-ZStanzaFileProperties_5_1::ZStanzaFilePropertiesFactory* stanzaFactory = nullptr;
 
 ZAbstractString_5_1* copyAs(ZPropertyStringType type, ZAbstractString_5_1 const& text) {
     std::unique_ptr<ZAbstractMutableString_5_1> copy;
@@ -125,19 +120,13 @@ ZProperties_5_1* ZStanzaFileProperties_5_1::ZStanzaFilePropertiesFactory::makePr
 }
 
 void ZStanzaFileProperties_5_1::init() {
-    pthread_once(&factoryOnce, [] {
-        // No exception may leave a once-routine: without memory the factory stays missing.
-        try {
-            stanzaFactory = new ZStanzaFilePropertiesFactory;
-        }
-        Z_CATCH_ALL {}
-    });
+    getFactory();
 }
 
 ZAbstractPropertiesFactory_5_1& ZStanzaFileProperties_5_1::getFactory() {
-    init();
-    if (!stanzaFactory) z_5_1::raise(unit, ZOutOfMemoryException_5_1());
-    return *stanzaFactory;
+    // Without memory the next call tries again.
+    static auto* const only = new ZStanzaFilePropertiesFactory;
+    return *only;
 }
 
 // ---- life ----

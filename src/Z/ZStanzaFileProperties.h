@@ -108,7 +108,7 @@ public:
 
     // The factory of layout-keeping instances for getPropertiesFor, one for the process.
     static ZAbstractPropertiesFactory_5_1& getFactory();
-    // Makes the factory unless it is there; getFactory() calls it.
+    // Makes the factory unless it is there, as getFactory() does.
     static void init();
 
     // Adds a value after those that the key has, unless it is among them; makes stanza and key when

@@ -2,8 +2,6 @@
 // Subsystem: platform, layer 3. Test: tests/ZLocalHostName_test.cpp
 #include "zhex_dump.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <cstdio>
 
@@ -15,11 +13,10 @@ namespace {
 constexpr char const* unit = "src/Z/zhex_dump";
 constexpr unsigned int rowBytes = 16;
 
-pthread_once_t once = PTHREAD_ONCE_INIT;
-ZLock_5_1* dumpLock = nullptr;  // stays null when it cannot be made
-
-void makeLock() {
-    z_5_1::quietly(unit, [] { dumpLock = new ZLock_5_1; });
+// Never destroyed. Where it cannot be made, the next dump tries again.
+ZLock_5_1& dumpLock() {
+    static auto* const only = new ZLock_5_1;
+    return *only;
 }
 
 // 1 to 16 bytes; a row that is not full has blanks up to its characters.
@@ -52,13 +49,16 @@ extern "C" int zhex_dump_5_1(FILE* stream, int length, unsigned char const* data
     if (stream == nullptr) stream = stderr;
     unsigned int const bytes =
         data == nullptr || length < 0 ? 0U : static_cast<unsigned int>(length);
-    pthread_once(&once, makeLock);
     // Not for the lock alone: compilers take it that fprintf() lets nothing pass.
     z_5_1::NotCancelled const whole;
-    bool held = false;
-    z_5_1::quietly(unit, [&] { held = dumpLock != nullptr && dumpLock->lock() == 0; });
+    ZLock_5_1* held = nullptr;
+    z_5_1::quietly(unit, [&held] {
+        ZLock_5_1& lock = dumpLock();
+        lock.lock();
+        held = &lock;
+    });
     writeDump(stream, bytes, data, title);
     int rc = -1;
-    if (held) z_5_1::quietly(unit, [&] { rc = dumpLock->unlock(); });
+    if (held) z_5_1::quietly(unit, [&] { rc = held->unlock(); });
     return rc;
 }
