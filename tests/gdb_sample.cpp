@@ -1,4 +1,5 @@
-// gdb_sample: objects of every kind that the pretty printers show; tests/gdb_test.sh stops at stop().
+// gdb_sample: objects of every kind that the pretty printers show; tests/gdb_test.sh stops at
+// stop().
 #include <Z/ZException.h>
 #include <Z/ZKeyMap.h>
 #include <Z/ZMap.h>
@@ -11,8 +12,10 @@ __attribute__((noinline)) static void stop() {
 }
 
 int main(int, char** argv) {
-    ZLCString_5_1 text("some \"text\""), longText(__FILE__ " is longer than what fits a string itself: "
-                                                          "ninety-five bytes, then it is a block");
+    ZLCString_5_1 text("some \"text\"");
+    ZLCString_5_1 longText(
+        "a text that is longer than what fits a string itself, which is ninety-five "
+        "bytes; then it is a block of its own");
     ZUTF8String_5_1 utf8("caf\xc3\xa9");
     ZLCConstString_5_1 view("seen");
     ZArrayList_5_1 list(4, 1);

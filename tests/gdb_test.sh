@@ -14,5 +14,5 @@ for name in text longText utf8 view list stack pairs map reference failure conf;
 done
 TISDIR=/ "$gdb" -nx -q -batch -iex "add-auto-load-safe-path $(dirname "$sample")/.." -ex 'set width 0' \
     -ex 'break stop' -ex run -ex up "${commands[@]}" --args "$sample" "$folder/conf" 2>&1 |
-    sed -n 's/^\$[0-9]* = //p' | sed "s,$folder,FOLDER,; s,0x[0-9a-f]* ,,g" >"$folder/seen"
+    sed -n 's/^\$[0-9]* = //p' | sed "s,$folder,FOLDER,; s,@\?0x[0-9a-f]*:\? ,,g" >"$folder/seen"
 diff "$source/tests/data/gdb_shows.txt" "$folder/seen"

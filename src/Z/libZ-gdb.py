@@ -245,7 +245,7 @@ class Lookup(gdb.printing.PrettyPrinter):
         if kind.code == gdb.TYPE_CODE_REF:
             kind = kind.target().strip_typedefs()
             if self.is_root(kind.unqualified()):
-                value = whole(value)
+                value = whole(value).referenced_value()
                 kind = value.type.strip_typedefs()
         printer = self.find(kind.unqualified())
         return printer(value) if printer else None
