@@ -12,7 +12,9 @@
 
 class SyslogService final : public ZMessageService_5_1 {
 public:
-    explicit SyslogService(char const* program) { openlog(program, LOG_PID | LOG_PERROR, LOG_USER); }
+    explicit SyslogService(char const* program) {
+        openlog(program, LOG_PID | LOG_PERROR, LOG_USER);
+    }
 
     // What is thrown and reported comes here, with the inserts of its code's text.
     void outputException(ZZException_5_1 const* exception, char* args) const override {
@@ -42,13 +44,20 @@ public:
 private:
     static char const* wordingOf(unsigned long code) {
         switch (code) {
-            case 28: return "%s: %s is missing in [%s]";
-            case 39: return "%s: \"%s\" does not do for %s in [%s]";
-            case 40: return "%s: \"%s\" is no number, as %s in [%s] has to be";
-            case 41: return "%s: \"%s\" is neither yes nor no, as %s in [%s] has to be";
-            case 43: return "%s: %s failed with %d";
-            case 44: return "%s:%d: not a line of a stanza file: %s";
-            default: return nullptr;
+            case 28:
+                return "%s: %s is missing in [%s]";
+            case 39:
+                return "%s: \"%s\" does not do for %s in [%s]";
+            case 40:
+                return "%s: \"%s\" is no number, as %s in [%s] has to be";
+            case 41:
+                return "%s: \"%s\" is neither yes nor no, as %s in [%s] has to be";
+            case 43:
+                return "%s: %s failed with %d";
+            case 44:
+                return "%s:%d: not a line of a stanza file: %s";
+            default:
+                return nullptr;
         }
     }
 

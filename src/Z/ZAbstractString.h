@@ -121,7 +121,7 @@ protected:
     static std::atomic<void*> lcs_handle_;
 
     static unsigned long hashOf(char const* chars) {
-    // hash() of the characters up to their NUL.
+        // hash() of the characters up to their NUL.
         std::uint32_t h = 5381;
         for (; *chars != '\0'; ++chars) h = (h * 33) ^ static_cast<unsigned char>(*chars);
         return h;
@@ -156,13 +156,13 @@ public:
     ~ZAbstractConstString_5_1() noexcept override {}
 
     ZAbstractConstString_5_1& operator=(char const* chars) {
-    // Views other characters from now on; null stands for the empty text.
+        // Views other characters from now on; null stands for the empty text.
         chars_ = chars != nullptr ? chars : zemptyString;
         length_.store(0, std::memory_order_relaxed);
         return *this;
     }
     ZAbstractConstString_5_1& operator=(ZAbstractConstString_5_1 const& other) {
-    // Views what `other` views.
+        // Views what `other` views.
         chars_ = other.chars_;
         length_.store(other.length_.load(std::memory_order_relaxed), std::memory_order_relaxed);
         return *this;

@@ -138,7 +138,6 @@ public:
 
     // The next number becomes the current one; 0 follows 0xFFFFFFFE.
 
-
     // The number that this process saw last: invalidSequence until the first release or, in lock
     // files, the first hold.
     // The current number has been seen.

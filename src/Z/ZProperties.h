@@ -386,9 +386,10 @@ public:
     // mode stay, a missing file is made (mode 0666 less the umask). The room is reserved before the
     // first byte is changed. On failure (ZPropertiesIOException_5_1: "access()", "fopen(r+)",
     // "fcntl()", "fopen(w)") file and database are as before (a missing file may have been made,
-    // empty; a close that fails comes after all was written), and the changes stay in memory, marked
-    // as unsaved. A process that is killed leaves the old or the new text, unless it is killed
-    // within the write of more than 4096 bytes: then the old text may follow the begin of the new.
+    // empty; a close that fails comes after all was written), and the changes stay in memory,
+    // marked as unsaved. A process that is killed leaves the old or the new text, unless it is
+    // killed within the write of more than 4096 bytes: then the old text may follow the begin of
+    // the new.
     //
     // Obfuscated values go into the companion database instead (docs/database-format.md): the file
     // that the key "file" of the stanza "configuration-database" names. Without such a key it is

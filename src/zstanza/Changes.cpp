@@ -115,9 +115,9 @@ void add(StanzaFile& file, Arguments const& a) {
 void unset(StanzaFile& file, Arguments const& a) {
     if (a.stanza == databaseStanza && (a.key.empty() || a.key == databaseKey) &&
         namesDatabase(file)) {
-        throw Failure(usage, file.name(),
-                      "stanza [" + a.stanza +
-                          "] names the database; it goes with the last obfuscated value");
+        throw Failure(
+            usage, file.name(),
+            "stanza [" + a.stanza + "] names the database; it goes with the last obfuscated value");
     }
     if (a.key.empty()) {
         file.require(a.stanza);

@@ -52,7 +52,8 @@ constexpr VerbEntry verbs[] = {
      "VALUE leaves the key without one"},
     {"add", nullptr, add, "FILE STANZA KEY VALUE", dryRun | hiding,
      "Add a value to those of a key, unless it is among them; makes stanza and key when needed"},
-    {"unset", nullptr, unset, "FILE STANZA | KEY", dryRun, "Remove a key, or a stanza with all its keys"},
+    {"unset", nullptr, unset, "FILE STANZA | KEY", dryRun,
+     "Remove a key, or a stanza with all its keys"},
     {"comment", nullptr, comment, "FILE | STANZA KEY", dryRun | text,
      "Add a comment at the top of the file, under a stanza's head or above a key"},
     {"apply", nullptr, nullptr, "FILE | CHANGES", dryRun | create,
@@ -130,8 +131,9 @@ void addOptions(CLI::App& command, VerbEntry const& verb, Arguments& a) {
         verb.options & json ? command.add_flag("--json", a.json, "Print JSON") : nullptr;
     if (verb.options & ending) {
         command
-            .add_flag("-0,--null", a.null,
-                      "End each result with a NUL instead of a line end; keys and values as KEY=VALUE")
+            .add_flag(
+                "-0,--null", a.null,
+                "End each result with a NUL instead of a line end; keys and values as KEY=VALUE")
             ->excludes(asJson);
     }
     if (verb.options & counting) {
@@ -220,9 +222,10 @@ VerbEntry const* findVerb(std::vector<std::string> const& words) {
 void nameStandardInput(std::string& file, bool onlyRead) {
     if (file != "-") return;
     if (!onlyRead) {
-        throw Failure(usage,
-                      "zstanza: -: standard input is for list, get and check; ./- is a file of that "
-                      "name");
+        throw Failure(
+            usage,
+            "zstanza: -: standard input is for list, get and check; ./- is a file of that "
+            "name");
     }
     file = "/dev/stdin";
 }

@@ -86,8 +86,8 @@ std::string difference(std::string const& file, std::string const& text) {
     std::string const present = access(file.c_str(), F_OK) == 0 ? file : "/dev/null";
     std::string const colour = isColoured(STDOUT_FILENO) ? "--color=always" : "--color=never";
     // 0: alike, 1: they differ.
-    int const code = run({"diff", "-u", "-a", colour, "--label", file, "--label", file + " (changed)",
-                          "--", present, "-"},
+    int const code = run({"diff", "-u", "-a", colour, "--label", file, "--label",
+                          file + " (changed)", "--", present, "-"},
                          in.descriptor(), out.descriptor());
     if (code != 0 && code != 1) {
         throw Failure(inaccessible, file, "the program diff could not compare it");

@@ -7,8 +7,8 @@
 
 namespace zstanza {
 
-// What turns the file's present text into `text`, in the unified format; empty when they are alike. A
-// file that is missing counts as empty. Made by the program diff; a Failure without it.
+// What turns the file's present text into `text`, in the unified format; empty when they are alike.
+// A file that is missing counts as empty. Made by the program diff; a Failure without it.
 std::string difference(std::string const& file, std::string const& text);
 
 }  // namespace zstanza

@@ -100,7 +100,8 @@ Failure::Failure(ExitCode why, std::string const& subject, std::string const& ca
 void Failure::stoodAt(std::string const& place) {
     static constexpr char program[] = "zstanza: ";
     bool const named = message.compare(0, sizeof program - 1, program) == 0;
-    message = program + oneLine(place) + ": " + (named ? message.substr(sizeof program - 1) : message);
+    message =
+        program + oneLine(place) + ": " + (named ? message.substr(sizeof program - 1) : message);
 }
 
 Failure currentFailure(std::string const& file) {

@@ -9,8 +9,8 @@ namespace zstanza {
 
 enum class Colour { name, faint, fault };
 
-// Colours are for a terminal alone, not for one that calls itself "dumb", and for nobody who has set
-// NO_COLOR.
+// Colours are for a terminal alone, not for one that calls itself "dumb", and for nobody who has
+// set NO_COLOR.
 bool isColoured(int descriptor);
 
 // The text in the colour, if what is written to the descriptor is coloured.

@@ -1,6 +1,5 @@
-// Verbs: what zstanza does: one function per verb; those that change are in Changes.cpp, watch is in
-// Watch.cpp.
-// Subsystem: properties, layer 7. Test: tests/zstanza_test.cpp
+// Verbs: what zstanza does: one function per verb; those that change are in Changes.cpp, watch is
+// in Watch.cpp. Subsystem: properties, layer 7. Test: tests/zstanza_test.cpp
 #include "Verbs.h"
 
 #include <unistd.h>

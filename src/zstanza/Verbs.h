@@ -65,8 +65,8 @@ struct Change {
 };
 
 // Makes all changes of the file or none: loads what is on disk now, edits it and stores it, alone
-// among all zstanza; starts over when the file was replaced meanwhile. A dry run touches nothing and
-// so needs no lock; it prints the text that would be stored, or how that differs.
+// among all zstanza; starts over when the file was replaced meanwhile. A dry run touches nothing
+// and so needs no lock; it prints the text that would be stored, or how that differs.
 int change(Arguments const& arguments, std::vector<Change> const& changes, std::string& out);
 
 }  // namespace zstanza

@@ -1,9 +1,10 @@
 // Watch: a line for every key whose values change while a file is used by others.
 // Subsystem: properties, layer 7. Test: tests/zstanza_test.cpp
 //
-// The kernel tells of whatever happens in the file's folder (inotify): files are rewritten in place,
-// replaced by another one, or removed and made again. Each time what is loaded is compared with what
-// was loaded before. Several changes may come as one; a key that changed and changed back shows none.
+// The kernel tells of whatever happens in the file's folder (inotify): files are rewritten in
+// place, replaced by another one, or removed and made again. Each time what is loaded is compared
+// with what was loaded before. Several changes may come as one; a key that changed and changed back
+// shows none.
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -125,9 +126,8 @@ private:
 
     // False when a signal ends the watch, or nobody reads what it prints.
     bool wait() {
-        pollfd waited[] = {{events_.number, POLLIN, 0},
-                           {signals_.number, POLLIN, 0},
-                           {STDOUT_FILENO, 0, 0}};
+        pollfd waited[] = {
+            {events_.number, POLLIN, 0}, {signals_.number, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
         while (poll(waited, 3, -1) < 0) {
             if (errno != EINTR) throw Failure(inaccessible, "poll", std::strerror(errno));
         }
