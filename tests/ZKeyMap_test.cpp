@@ -91,15 +91,15 @@ TEST(ZHashKeyMap, OwnsCopiesOrKeepsPointers) {
         map.putEntry(nullptr, n[2]);
         EXPECT_EQ(map.contains(nullptr), 1) << "a null is a key like any other";
         Number::clonesLeft = 1;
-        ZHashKeyMap_5_1 other;
-        other.putEntry(n[3], n[4]);
+        ZHashKeyMap_5_1 kept;
+        kept.putEntry(n[3], n[4]);
         if (owns) {
             EXPECT_ANY_THROW(map.putEntry(n[4], n[4]));
             Number::clonesLeft = 1;
-            EXPECT_ANY_THROW(other = map);
+            EXPECT_ANY_THROW(kept = map);
         }
         Number::clonesLeft = -1;
-        EXPECT_TRUE(other.size() == 1 && other.getEntry(n[3]) == n[4]) << "it is as it was";
+        EXPECT_TRUE(kept.size() == 1 && kept.getEntry(n[3]) == n[4]) << "it is as it was";
         EXPECT_EQ(map.size(), 2u);
         map.removeEntry(nullptr), map.removeEntry(n[3]), map.removeEntry(n[1]);
         EXPECT_EQ(map.isEmpty(), 1);
