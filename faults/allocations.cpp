@@ -432,10 +432,9 @@ bool run(Scenario const& scenario, long failures) {
     }
     std::printf("\n");
     if (*shared->broken) {
-        char const* const shortages[] = {"never", "once", "lasting", "scattered"};
         std::printf("BROKEN: %s, variant %zu%s, %s %lu: %s\n", scenario.name.c_str(),
                     shared->variant, shared->first ? ", first use" : "",
-                    shortages[shared->plan.shortage], shared->plan.n, shared->broken);
+                    shortageNames[shared->plan.shortage], shared->plan.n, shared->broken);
     }
     std::fflush(stdout);
     return !*shared->broken;

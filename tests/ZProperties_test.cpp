@@ -308,6 +308,17 @@ TEST_F(ZProperties, ThreadsWithInstancesOfTheirOwn) {
             p.store(nullptr);
         }
     });
+    // A file that comes and goes, as a database may, is no obstacle.
+    std::string const passing = folder / "passing";
+    ztest::inThreads(2, [&](int t) {
+        for (int i = 0; i < 20000; ++i) {
+            if (t != 0) {
+                EXPECT_NO_THROW(z_5_1::checkFileAccess(passing.c_str()));
+            } else if (i % 8 == 0) {
+                ztest::write(passing, ""), unlink(passing.c_str());
+            }
+        }
+    });
 }
 
 TEST_F(ZProperties, ThreadsOnOneInstance) {

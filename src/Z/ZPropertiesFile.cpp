@@ -47,10 +47,6 @@ private:
     z_5_1::raise(unit, ZPropertiesIOException_5_1(file, api, error), line);
 }
 
-void requireAccess(char const* path, int line = __builtin_LINE()) {
-    if (access(path, R_OK | W_OK) != 0) failIO(path, "access()", errno, line);
-}
-
 // What is written to `stream()`, in memory.
 class MemoryText {
 public:
@@ -241,9 +237,16 @@ int z_5_1::checkAndSetTimeStamp(char const* file, long& time) {
     return 1;
 }
 
+// Others may make or remove the file meanwhile, as stores do with databases: the error of the one
+// look at it says whether it was there.
 void z_5_1::checkFileAccess(char const* file) {
-    bool const exists = access(file, F_OK) == 0;
-    requireAccess(exists ? file : directoryOf(file).getChars());
+    if (access(file, R_OK | W_OK) == 0) return;
+    int const error = errno;
+    if (error != ENOENT && access(file, F_OK) == 0) failIO(file, "access()", error);
+    ZLCString_5_1 const directory = directoryOf(file);
+    if (access(directory.getChars(), R_OK | W_OK) != 0) {
+        failIO(directory.getChars(), "access()", errno);
+    }
 }
 
 void z_5_1::makeObfuscatedDBName(char const* file, ZLCString_5_1& out) {
