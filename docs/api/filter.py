@@ -14,8 +14,9 @@ file, a namespace, a class, a structure or an enumeration (never inside of a fun
    unless the first one overrides something as well.
 4. Copies and assignments without a comment are copies of everything, or not to be had: they get
    that text. Destructors without a comment, and what is defaulted and protected, are left out.
-5. Left out as well: what only repeats a name ("using Base::f;"), and macros that the header
-   undefines at its end. Rulers ("---- files ----") are no text; what follows one in its comment is.
+5. Left out as well: what only repeats a name ("using Base::f;"), and macros that headers have for
+   themselves: those with arguments, and those undefined at the end. Rulers ("---- files ----") are
+   no text; what follows one in its comment is.
 """
 import pathlib
 import re
@@ -49,10 +50,11 @@ def texts_of(comment):
 
 
 def escaped(prose):
-    """Prose in which no character means anything to Doxygen, but for names in `backticks`."""
-    parts = prose.split("`")
+    """Prose in which nothing is a mark to Doxygen, but for names in `backticks`. It takes what stands
+    in quotes as it is."""
+    parts = re.split(r'(`[^`]*`|"[^"]*")', prose)
     parts[::2] = (re.sub(r"([\\@<>#%&])", r"\\\1", part) for part in parts[::2])
-    return "`".join(parts)
+    return "".join(parts)
 
 
 def marked_up(texts):
@@ -187,8 +189,8 @@ class Header:
         self.texts = []
 
     def directive(self, at, last, line):
-        name = re.match(r"#(?:define|undef) (\w+)", line)
-        if name and name[1] in self.own_macros:
+        name = re.match(r"#(?:define|undef) (\w+)(\()?", line)
+        if name and (name[1] in self.own_macros or name[2]):
             self.leave_out(at, last)
         elif name and self.texts:
             self.show_comment()
