@@ -59,16 +59,19 @@ def escaped(prose):
 
 def marked_up(texts):
     """The lines of a comment. What is indented and belongs to no list is shown as it stands."""
-    shown, in_list, as_is = [], False, False
+    shown, in_list, end = [], False, ""
     for text in [*texts, ""]:
         item = re.match(r"\s*(-|\d+\.) ", text)
         in_list = bool(item) or in_list and text.startswith("  ")
         indented = text.startswith("  ") and not in_list
-        if indented and not as_is:
-            shown[-1] += " @code" if text.startswith("    ") and "  " not in text.strip() else " @verbatim"
-        elif as_is and not indented:
-            shown[-1] += " @endcode" if " @code" in "".join(shown[as_is - 1:]) else " @endverbatim"
-        as_is = (as_is or len(shown)) if indented else False
+        if indented and not end:
+            is_table = "  " in text.strip() or not text.startswith("    ")
+            mark = "verbatim" if is_table else "code"
+            shown[-1] += f" @{mark}"
+            end = f" @end{mark}"
+        elif end and not indented:
+            shown[-1] += end
+            end = ""
         shown.append(text if indented else escaped(text))
     return shown[:-1]
 
@@ -171,7 +174,8 @@ class Header:
         if ruler and at == last:
             self.texts = []
         elif last + 1 < len(self.lines) and not self.lines[last + 1].strip():
-            if all(kind in (None, "namespace") for kind, _, _ in self.scopes) and not self.out[at - 1]:
+            in_file = all(kind in (None, "namespace") for kind, _, _ in self.scopes)
+            if in_file and not self.out[at - 1]:
                 self.show_comment()
                 self.out[at - 1] = f"/** @file {self.name}"
                 self.out[at] = self.out[at].replace("/**", "", 1)

@@ -41,7 +41,7 @@ public:
 
     ZObject_5_1* clone() const override;
 
-    // Whether both numbers are the same.
+    // Whether both numbers are the same, and the reverse.
     int operator==(ZSequenceUpdate_5_1 const& other) const;
 
 private:
