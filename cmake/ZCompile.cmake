@@ -1,6 +1,6 @@
 # Language, warnings, word size and sanitizers: the same for the library, the tool and the tests.
 
-# C++20 would add reversed == candidates, which make the string operators ambiguous.
+# The library is C++17; its headers serve later standards too (tests/consumers.sh).
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)

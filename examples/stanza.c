@@ -5,8 +5,10 @@ int main(int argc, char** argv) {
     ZPROP_handle* conf;
     ZPROP_iter_handle* listen;
     unsigned int rc, workers;
-    int forward = 0, code;
-    char *name, *level = NULL, **cookies = NULL, **cookie;
+    static int forward; /* static: C89 wants the places in a table to be constant */
+    static char *level, **cookies;
+    int code;
+    char *name, **cookie;
     const ZPROPValueRequest wanted[] = {
         {ZPROP_BOOLEAN, "logging", "forward", 1, &forward}, /* 1: it need not be there */
         {ZPROP_STRING, "logging", "level", 0, &level},

@@ -8,35 +8,36 @@ import pathlib
 import sys
 import xml.etree.ElementTree as tree
 
-PLURALS = {"class": "classes", "enumvalue": "values", "variable": "fields", "define": "macros"}
+PLURALS = {"class": "classes", "variable": "fields", "define": "macros", "enum": "enumerations",
+           "typedef": "types", "struct": "structures"}
 
 
-def names(folder):
-    """Every class, member and value once: its kind, name, place, and whether it has a text."""
-    known = set()
-    for file in sorted(folder.glob("*.xml")):
-        root = tree.parse(file).getroot()
-        for node in root.iter():
-            kind = node.get("kind", node.tag)
-            if node.get("id") in known or kind in ("friend", "dir", "page", "group"):
-                continue
-            if node.tag not in ("compounddef", "memberdef", "enumvalue"):
-                continue
-            known.add(node.get("id"))
-            name = node.findtext("compoundname") or node.findtext("definition") or node.findtext("name")
-            place = node.find("location")
-            where = f"src/{place.get('file')}:{place.get('line')}: " if place is not None else ""
-            texts = [*node.findall("briefdescription"), *node.findall("detaileddescription")]
-            yield kind, f"{where}{kind} {name}", any("".join(text.itertext()).strip() for text in texts)
+def names(node, place=""):
+    """What callers see in a node: kind, id, place and name, and whether it has a text."""
+    if node.get("prot") == "private":
+        return
+    if node.tag in ("compounddef", "memberdef", "enumvalue"):
+        kind = node.get("kind", "value")
+        if kind in ("page", "group", "dir", "friend") or node.findtext("compoundname") == "groups.dox":
+            return
+        found = node.find("location")
+        if found is not None:
+            place = f"src/{found.get('file')}:{found.get('line')}"
+        name = next(filter(None, map(node.findtext, ("compoundname", "definition", "name"))))
+        texts = [*node.findall("briefdescription"), *node.findall("detaileddescription")]
+        explained = any("".join(text.itertext()).strip() for text in texts)
+        yield kind, node.get("id"), f"{place}: {kind} {name}", explained
+    for child in node:
+        yield from names(child, place)
 
 
 def main():
-    count = collections.Counter()
-    silent = []
-    for kind, name, explained in names(pathlib.Path(sys.argv[1])):
-        count[PLURALS.get(kind, kind + "s")] += 1
-        if not explained:
-            silent.append(name)
+    known = {}
+    for file in sorted(pathlib.Path(sys.argv[1]).glob("*.xml")):
+        for kind, identity, name, explained in names(tree.parse(file).getroot()):
+            known[identity] = (kind, name, explained)
+    silent = [name for _, name, explained in known.values() if not explained]
+    count = collections.Counter(PLURALS.get(kind, kind + "s") for kind, *_ in known.values())
     if silent:
         print(*silent, f"{len(silent)} names have no text.", sep="\n")
     elif count:

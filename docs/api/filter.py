@@ -14,8 +14,9 @@ file, a namespace, a class, a structure or an enumeration (never inside of a fun
    unless the first one overrides something as well.
 4. Copies and assignments without a comment are copies of everything, or not to be had: they get
    that text. Destructors without a comment, and what is defaulted and protected, are left out.
-5. Left out as well: what only repeats a name ("using Base::f;"), and macros that the header
-   undefines at its end. Rulers ("---- files ----") are no text; what follows one in its comment is.
+5. Left out as well: what only repeats a name ("using Base::f;"), and macros that headers have for
+   themselves: those with arguments, and those undefined at the end. Rulers ("---- files ----") are
+   no text; what follows one in its comment is.
 """
 import pathlib
 import re
@@ -49,24 +50,28 @@ def texts_of(comment):
 
 
 def escaped(prose):
-    """Prose in which no character means anything to Doxygen, but for names in `backticks`."""
-    parts = prose.split("`")
+    """Prose in which nothing is a mark to Doxygen, but for names in `backticks`. It takes what stands
+    in quotes as it is."""
+    parts = re.split(r'(`[^`]*`|"[^"]*")', prose)
     parts[::2] = (re.sub(r"([\\@<>#%&])", r"\\\1", part) for part in parts[::2])
-    return "`".join(parts)
+    return "".join(parts)
 
 
 def marked_up(texts):
     """The lines of a comment. What is indented and belongs to no list is shown as it stands."""
-    shown, in_list, as_is = [], False, False
+    shown, in_list, end = [], False, ""
     for text in [*texts, ""]:
         item = re.match(r"\s*(-|\d+\.) ", text)
         in_list = bool(item) or in_list and text.startswith("  ")
         indented = text.startswith("  ") and not in_list
-        if indented and not as_is:
-            shown[-1] += " @code" if text.startswith("    ") and "  " not in text.strip() else " @verbatim"
-        elif as_is and not indented:
-            shown[-1] += " @endcode" if " @code" in "".join(shown[as_is - 1:]) else " @endverbatim"
-        as_is = (as_is or len(shown)) if indented else False
+        if indented and not end:
+            is_table = "  " in text.strip() or not text.startswith("    ")
+            mark = "verbatim" if is_table else "code"
+            shown[-1] += f" @{mark}"
+            end = f" @end{mark}"
+        elif end and not indented:
+            shown[-1] += end
+            end = ""
         shown.append(text if indented else escaped(text))
     return shown[:-1]
 
@@ -169,7 +174,8 @@ class Header:
         if ruler and at == last:
             self.texts = []
         elif last + 1 < len(self.lines) and not self.lines[last + 1].strip():
-            if all(kind in (None, "namespace") for kind, _, _ in self.scopes) and not self.out[at - 1]:
+            in_file = all(kind in (None, "namespace") for kind, _, _ in self.scopes)
+            if in_file and not self.out[at - 1]:
                 self.show_comment()
                 self.out[at - 1] = f"/** @file {self.name}"
                 self.out[at] = self.out[at].replace("/**", "", 1)
@@ -187,8 +193,8 @@ class Header:
         self.texts = []
 
     def directive(self, at, last, line):
-        name = re.match(r"#(?:define|undef) (\w+)", line)
-        if name and name[1] in self.own_macros:
+        name = re.match(r"#(?:define|undef) (\w+)(\()?", line)
+        if name and (name[1] in self.own_macros or name[2]):
             self.leave_out(at, last)
         elif name and self.texts:
             self.show_comment()

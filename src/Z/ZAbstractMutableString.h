@@ -345,4 +345,6 @@ private:
     char inline_[defaultLength + 1];
 };
 
+Z_COMPARE_TEXT(ZAbstractMutableString_5_1)
+
 #endif

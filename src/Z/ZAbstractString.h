@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "ZObject.h"
 #include "zexport.h"
@@ -77,8 +78,8 @@ public:
     // Byte equality up to the first NUL; 0 for null.
     virtual int equals(char const* text) const;
 
-    virtual int isEmpty() const;
     // Whether the length is 0.
+    virtual int isEmpty() const;
 
     // Both the same as getChars().
     virtual operator char const*() const;
@@ -120,8 +121,8 @@ protected:
     static std::atomic<void*> utf8_handle_;
     static std::atomic<void*> lcs_handle_;
 
+    // hash() of the characters up to their NUL.
     static unsigned long hashOf(char const* chars) {
-        // hash() of the characters up to their NUL.
         std::uint32_t h = 5381;
         for (; *chars != '\0'; ++chars) h = (h * 33) ^ static_cast<unsigned char>(*chars);
         return h;
@@ -155,14 +156,14 @@ public:
           length_(other.length_.load(std::memory_order_relaxed)) {}
     ~ZAbstractConstString_5_1() noexcept override {}
 
+    // Views other characters from now on; null stands for the empty text.
     ZAbstractConstString_5_1& operator=(char const* chars) {
-        // Views other characters from now on; null stands for the empty text.
         chars_ = chars != nullptr ? chars : zemptyString;
         length_.store(0, std::memory_order_relaxed);
         return *this;
     }
+    // Views what `other` views.
     ZAbstractConstString_5_1& operator=(ZAbstractConstString_5_1 const& other) {
-        // Views what `other` views.
         chars_ = other.chars_;
         length_.store(other.length_.load(std::memory_order_relaxed), std::memory_order_relaxed);
         return *this;
@@ -182,8 +183,8 @@ public:
     int operator!=(char const* text) const { return !equals(text); }
 
 protected:
-    static char const zemptyString[1];
     // What views of no characters point to.
+    static char const zemptyString[1];
 
 private:
     unsigned int countLength() const;
@@ -191,5 +192,52 @@ private:
     char const* chars_;
     mutable std::atomic<unsigned int> length_;  // 0: not counted yet
 };
+
+// From C++20 on, == and != are also tried with their operands exchanged, and the members of two
+// strings would stand against each other. These match every pair exactly and do what the left one's
+// member does, as in C++17; with characters on the left, where C++17 compares addresses, they
+// compare the text. Each class of strings says below itself that it takes part.
+#if defined(__cpp_impl_three_way_comparison) && defined(__cpp_concepts)
+namespace z_5_1 {
+template <class T>
+concept String = std::is_convertible_v<T const*, ZAbstractString_5_1 const*>;
+}
+
+template <z_5_1::String A, z_5_1::String B>
+requires requires(A const& a, B const& b) {
+    a.operator==(b);
+}
+bool operator==(A const& a, B const& b) {
+    return a.operator==(b) != 0;
+}
+template <z_5_1::String A, z_5_1::String B>
+requires requires(A const& a, B const& b) {
+    a.operator!=(b);
+}
+bool operator!=(A const& a, B const& b) {
+    return a.operator!=(b) != 0;
+}
+
+// What an exchanged member matches as well as the templates do needs functions of its own.
+#define Z_COMPARE_TEXT(String) \
+    inline bool operator==(char const* text, String const& string) { \
+        return string == text; \
+    } \
+    inline bool operator!=(char const* text, String const& string) { \
+        return string != text; \
+    }
+#define Z_COMPARE_VIEW(View, String) \
+    inline bool operator==(View const& view, String const& string) { \
+        return view == string.getChars(); \
+    } \
+    inline bool operator!=(View const& view, String const& string) { \
+        return view != string.getChars(); \
+    }
+#else
+#define Z_COMPARE_TEXT(String)
+#define Z_COMPARE_VIEW(View, String)
+#endif
+
+Z_COMPARE_TEXT(ZAbstractConstString_5_1)
 
 #endif

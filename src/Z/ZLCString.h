@@ -137,4 +137,8 @@ public:
     ZLCString_5_1 subString(unsigned int start) const;
 };
 
+Z_COMPARE_TEXT(ZLCConstString_5_1)
+Z_COMPARE_TEXT(ZLCString_5_1)
+Z_COMPARE_VIEW(ZLCConstString_5_1, ZLCString_5_1)
+
 #endif

@@ -41,8 +41,11 @@ public:
 
     ZObject_5_1* clone() const override;
 
-    // Whether both numbers are the same.
+    // Whether both numbers are the same, and the reverse.
     int operator==(ZSequenceUpdate_5_1 const& other) const;
+    int operator!=(ZSequenceUpdate_5_1 const& other) const {
+        return ZObject_5_1::operator!=(other);
+    }
 
 private:
     std::uint32_t sequence_;
@@ -132,14 +135,15 @@ public:
 
     // The current number: 32 bits, 0 at first.
     virtual unsigned long getSequence() const;
-    virtual void incSequence();
-    virtual unsigned long getLastSequence() const;
-    virtual void setLastSequence(unsigned long sequence);
 
     // The next number becomes the current one; 0 follows 0xFFFFFFFE.
+    virtual void incSequence();
 
     // The number that this process saw last: invalidSequence until the first release or, in lock
     // files, the first hold.
+    virtual unsigned long getLastSequence() const;
+    virtual void setLastSequence(unsigned long sequence);
+
     // The current number has been seen.
     virtual void setLastSequence();
 
@@ -154,13 +158,13 @@ public:
     void notifyLockObservers();
 
 protected:
+    // Whether the number is one of the four states.
     static bool isState(zlockstate state) { return state >= unset && state <= write; }
 
+    // What getLockState() and getSequence() give; of a number, the low 32 bits.
     void setLockState(zlockstate state) { lockState_ = state; }
-    // Whether the number is one of the four states.
     void setSequence(unsigned long sequence) { sequence_ = static_cast<std::uint32_t>(sequence); }
 
-    // What getLockState() and getSequence() give; of a number, the low 32 bits.
     // Throws code 6 when no thread holds the lock, or another one to write.
     void refuseWithoutHold() const;
 
@@ -183,10 +187,10 @@ private:
 // releasing it counts as no change.
 class Z_API ZStubProcessReadWriteLock_5_1 : public ZAbstractProcessReadWriteLock_5_1 {
 public:
+    // As their base.
     ZStubProcessReadWriteLock_5_1();
     explicit ZStubProcessReadWriteLock_5_1(char const* name);
     ZStubProcessReadWriteLock_5_1(ZStubProcessReadWriteLock_5_1 const& other);
-    // As their base.
     ZStubProcessReadWriteLock_5_1& operator=(ZStubProcessReadWriteLock_5_1 const& other);
     ~ZStubProcessReadWriteLock_5_1() noexcept(false) override;
 

@@ -9,7 +9,10 @@
 class Z_API ZSortCompare_5_1 : public ZObject_5_1 {
 public:
     // Any value but ascending sorts descending.
-    enum sortorder : int { descending = 0, ascending = 1 };
+    enum sortorder : int {
+        descending = 0,  // the greatest first
+        ascending = 1    // the least first
+    };
 
     ~ZSortCompare_5_1() noexcept override;
 

@@ -146,4 +146,8 @@ public:
     ZUTF8String_5_1 subString(unsigned int start) const;
 };
 
+Z_COMPARE_TEXT(ZUTF8ConstString_5_1)
+Z_COMPARE_TEXT(ZUTF8String_5_1)
+Z_COMPARE_VIEW(ZUTF8ConstString_5_1, ZUTF8String_5_1)
+
 #endif
