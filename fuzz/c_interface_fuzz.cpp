@@ -241,6 +241,8 @@ public:
                 return batch(change.text);
             case 'w':
                 return store(nullptr, nullptr);
+            case 'W':
+                return store((folder() + "/c2").c_str(), (folder() + "/p2").c_str());
             case 'r':
                 return reopen();
             case 'S':
@@ -260,10 +262,7 @@ public:
         }
     }
 
-    void finish() {
-        store(nullptr, nullptr);
-        store((folder() + "/c2").c_str(), (folder() + "/p2").c_str());
-    }
+    void finish() { store(nullptr, nullptr); }
 
 private:
     void open() {

@@ -60,12 +60,15 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     model = StanzaModel();
     model.keepsLayout = keepsLayout;
     loadBoth(properties, model, file);
-    compare(properties, model, true);
+    bool const isThorough = size % 4 == 3;  // slow: a quarter of the inputs will do
+    compare(properties, model, isThorough);
+    storeBoth(properties, model, file);
+    if (!isThorough) return 0;
 
     StanzaModel again;
-    if (!storeAndReadBack(properties, model, file, again)) return 0;  // a line became too long
+    if (!readBack(again, file)) return 0;  // a line became too long
     FUZZ_CHECK(hasLongLine(model.text()) || again.text() == model.text());
     properties.reload(nullptr);
-    FUZZ_CHECK(!model.keepsLayout || writtenText(properties) == again.text());
+    FUZZ_CHECK(!keepsLayout || writtenText(properties) == again.text());
     return 0;
 }
