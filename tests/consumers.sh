@@ -6,8 +6,8 @@ set -euo pipefail
 prefix=$(realpath "$1")
 out=$(realpath -m "$2")
 shift 2
-source=$(cd "$(dirname "$0")/consumer" && pwd)
-examples=$source/../../examples
+examples=$(cd "$(dirname "$0")/../examples" && pwd)
+source=$examples/consumer
 rm -rf "$out"
 mkdir -p "$out"
 cd "$out"
