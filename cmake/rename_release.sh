@@ -10,7 +10,7 @@ case $suffix in
 *[!0-9_]*) echo "$release is not a release" >&2 && exit 1 ;;
 esac
 
-find CMakeLists.txt README.md cmake docs examples src tests bench script -type f |
+find CMakeLists.txt README.md bench cmake docs examples faults fuzz script src tests -type f |
     grep -v RESULTS | while read -r file; do
     printf '%s\n' "$file"
     mkdir -p "$folder/$(dirname "$file")"
