@@ -1,0 +1,5 @@
+const char* greeting(void);
+
+const char* greeting(void) {
+    return "hello from the plug-in";
+}
