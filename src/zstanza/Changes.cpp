@@ -59,14 +59,17 @@ void requireLoadable(StanzaFile& file) {
         "could not be loaded again; make values less alike, or keep some of them plain");
 }
 
+Failure placed(Failure failure, std::string const& place) {
+    if (!place.empty()) failure.stoodAt(place);
+    return failure;
+}
+
 void edit(StanzaFile& file, std::vector<Change> const& changes) {
     for (Change const& change : changes) {
         try {
             change.edit(file, change.arguments);
         } catch (...) {
-            Failure failure = currentFailure(file.name());
-            if (!change.place.empty()) failure.stoodAt(change.place);
-            throw failure;
+            throw placed(currentFailure(file.name()), change.place);
         }
     }
     requireLoadable(file);

@@ -61,6 +61,7 @@ private:
 
 int run(std::vector<std::string> words, int in, int out) {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     posix_spawn_file_actions_t streams;

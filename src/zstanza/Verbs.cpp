@@ -58,8 +58,9 @@ void printKey(std::string const& key, Values const& values, std::string& out) {
     if (values.texts.empty()) out.append(onTerminal(Colour::name, key)).append(" =\n");
     for (std::string const& value : values.texts) {
         if (values.obfuscated) {
-            std::string const line = escapedAsInC(key + " = " + value);
-            out.append(onTerminal(Colour::faint, "# obfuscated: " + line)) += '\n';
+            std::string line = key;
+            line.append(" = ").append(value);
+            out.append(onTerminal(Colour::faint, "# obfuscated: " + escapedAsInC(line))) += '\n';
         } else {
             out.append(onTerminal(Colour::name, key)).append(" = ").append(value) += '\n';
         }
