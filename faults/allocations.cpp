@@ -310,6 +310,11 @@ int nextDescriptor() {
     return fd;
 }
 
+// A detached thread gives its blocks back some time after its work is seen to be done.
+void awaitBlocks(long wanted, int milliseconds = 500) {
+    for (; liveBlocks > wanted && milliseconds > 0; --milliseconds) usleep(1000);
+}
+
 // In a process where all that is made once has been made. What goes at every repetition is lost;
 // what goes once is kept by somebody.
 bool triedWarm(Scenario const& scenario, Make const& make, Plan const& failing) {
@@ -317,7 +322,7 @@ bool triedWarm(Scenario const& scenario, Make const& make, Plan const& failing) 
         long const blocks = liveBlocks;
         int const descriptor = nextDescriptor();
         bool const some = tried(scenario, make, failing);
-        for (int wait = 200; liveBlocks > blocks && left < 2 && wait > 0; --wait) usleep(1000);
+        if (left < 2) awaitBlocks(blocks);
         require(nextDescriptor() == descriptor, "no descriptor is lost");
         if (liveBlocks <= blocks) return some;
         require(left > 0, "no block is lost", std::to_string(liveBlocks - blocks));
@@ -350,6 +355,7 @@ bool triedFirst(Scenario const& scenario, Make const& make, Plan const& failing)
     if (!some && !isModel) return false;
     for (int i = 0; i < 2; ++i) tried(scenario, make, Plan());
     shared->plan = failing;
+    awaitBlocks(isModel ? 0 : shared->blocks, isModel ? 20 : 500);
     if (isModel) shared->blocks = liveBlocks;
     require(liveBlocks <= shared->blocks, "no block is lost", std::to_string(liveBlocks),
             std::to_string(shared->blocks));

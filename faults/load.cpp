@@ -7,8 +7,8 @@
 // on its own, or when nothing happens any more for a minute.
 //
 //   files (load_files.cpp)      one file among threads and processes: each load sees one whole
-//   text,
-//                               with its obfuscated values, or fails at once; nothing set is lost
+//                               text, with its obfuscated values, or fails at once; nothing set
+//                               is lost
 //   locks (load_locks.cpp)      mutual exclusion told by counters that are not atomic; lock files
 //                               among processes that are killed and threads that get signals
 //   threads (load_threads.cpp)  observers, sleepers and pools: every call is told to its end

@@ -521,16 +521,17 @@ void ZPCategoryBasedCache_5_1::addFileComment(char const* text) {
     while (blank && blank->type != ZPropLine_5_1::blank) blank = blank->next;
     z_5_1::PropLinePool& pool = content().memory.pool;
     PropLine& comment = pool.makeLine(ZPropLine_5_1::comment, copyOf(text));
-    if (!blank) {
-        try {
-            blank = &pool.makeLine(ZPropLine_5_1::blank, PropText());
-        } catch (...) {
-            pool.give(comment);
-            throw;
-        }
-        preamble.insertAfter(nullptr, *blank);
+    if (blank) {
+        preamble.insertBefore(*blank, comment);
+        return;
     }
-    preamble.insertBefore(*blank, comment);
+    try {
+        preamble.insertAfter(nullptr, pool.makeLine(ZPropLine_5_1::blank, PropText()));
+    } catch (...) {
+        pool.give(comment);
+        throw;
+    }
+    preamble.insertAfter(nullptr, comment);
 }
 
 void ZPCategoryBasedCache_5_1::addStanzaComment(char const* stanza, char const* text) {
