@@ -157,7 +157,7 @@ void addRuns(std::vector<Scenario>& all) {
 
 // ---- observers, the platform ----
 
-struct Subject : ZAbstractObservable_5_1 {
+struct Subject final : ZAbstractObservable_5_1 {
     Subject() {
         for (int n = 0; n < 10; ++n) addObserver(&observers[n]);
     }

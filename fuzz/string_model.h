@@ -13,11 +13,6 @@
 
 #include "codesets.h"
 
-// The C library keeps the list of folders that it makes of LOCPATH for each locale.
-extern "C" __attribute__((used)) inline char const* __lsan_default_suppressions() {
-    return "leak:argz_add_sep";
-}
-
 namespace fuzz {
 
 // The process's, which the library adopts when it is first asked.
