@@ -74,6 +74,14 @@ TEST(ZException, CarriesNameCodeAndInsertsThroughThrowAndClone) {
            52, "Shared library resolve error (l:s) 4.  d");
     expect(ZUnexpectedEndOfFile_5_1("f"), "ZUnexpectedEndOfFile", 53,
            "Unexpected end of file encounted while reading f.");
+    expect(ZJavaPropertyParseException_5_1("f"), "ZJavaPropertyParseException", 54,
+           "Internal error encountered while loading Java property file f.");
+    expect(ZCloseResourceException_5_1(38, 5, "f"), "ZResourceException", 38,
+           "Close failed for a process lock.  rc = 5 and the lock file name is f.");
+    expect(ZToUTF8Exception_5_1(), "ZToUTF8Exception", 49,
+           "Local codeset UTF-8 string could not be converted to UTF-8.");
+    expect(ZFromUTF8Exception_5_1(), "ZFromUTF8Exception", 50,
+           "UTF-8 string could not be converted to the local codeset UTF-8.");
 }
 
 TEST(ZException, NumberAndBooleanArriveAsTheirBase) {

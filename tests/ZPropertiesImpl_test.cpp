@@ -199,6 +199,16 @@ TEST(ZPropertiesImpl, OneNameFormsSplitAtTheFirstDot) {
     store.addLineComment("x.y", "# c");
     store.delLine("x.y");
     EXPECT_EQ(textOf(store), "\n[x.y]\nk = 1\n\n# c\n");
+    store.setObfuscated("x.h", "2");
+    store.add("x.h", "3", 1);
+    EXPECT_TRUE(store.isObfuscated("x.h") && store.countValues("x.h") == 2);
+    store.set("x.h", "4");
+    EXPECT_TRUE(!store.isObfuscated("x.h") && store.countValues("x.h") == 1);
+    store.remove("x.h");
+    EXPECT_EQ(store.countValues("x.h"), 0);
+    ZArrayList_5_1 records(10, 0);
+    store.lines(records);
+    EXPECT_EQ(records.size(), 5u);
     EXPECT_THROW(store.get("x", Store::either), ZInvalidParameterException_5_1);
     EXPECT_THROW(store.get(nullptr, Store::either), ZInvalidParameterException_5_1);
 }
@@ -233,6 +243,12 @@ TEST(ZPropertiesImpl, StanzaIsAKeyMapByItself) {
     EXPECT_EQ(joined(static_cast<ZArrayList_5_1*>(pair.get(0))), "2 3");
     copy.removeEntry(&b);
     EXPECT_TRUE(!copy.contains(&b) && stanza.size() == 2);
+    ZArrayList_5_1 keys(1, 0), pairs(1, 0);
+    copy.putAll(stanza);
+    copy.listKeys(keys);
+    copy.listObjects(pairs);
+    EXPECT_EQ(joined(&keys) + std::to_string(pairs.size()), "a c b3");
+    copy.removeEntry(&b);
     std::unique_ptr<ZObject_5_1> clone(copy.clone());
     copy.removeAll();
     EXPECT_TRUE(copy.isEmpty());
