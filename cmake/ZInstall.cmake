@@ -14,7 +14,8 @@ configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/ZConfig.cmake.in
     ${PROJECT_BINARY_DIR}/ZConfig.cmake INSTALL_DESTINATION ${Z_CMAKE_FOLDER})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/ZConfigVersion.cmake
     COMPATIBILITY ExactVersion)
-file(RELATIVE_PATH Z_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
+    BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE Z_TO_PREFIX)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/Z.pc.in ${PROJECT_BINARY_DIR}/${Z_VERSIONED}.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/ZConfig.cmake ${PROJECT_BINARY_DIR}/ZConfigVersion.cmake
     DESTINATION ${Z_CMAKE_FOLDER})
