@@ -29,7 +29,7 @@ need_packages() {
     if [ "$(id -u)" -ne 0 ]; then
         as_root=(sudo -n)
         if ! sudo -n true 2>/dev/null; then
-            say "Packages are missing. Install them and start this again:"
+            say "Packages are missing. Install them as root and start this again:"
             say "    apt-get update && apt-get install --no-install-recommends $missing"
             exit 1
         fi
