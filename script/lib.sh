@@ -12,9 +12,10 @@ packages_bench=(cmake ninja-build gcc g++ libc6-dev zlib1g-dev python3 pkg-confi
     qtbase5-dev libicu-dev)
 packages_package=("${packages_run[@]}" build-essential debhelper dpkg-dev git lintian)
 packages_docs=(doxygen mandoc python3)
+packages_abi=("${packages_test[@]}" abigail-tools gcc-multilib g++-multilib lib32z1-dev)
 packages_fuzz=("${packages_test[@]}" clang libclang-rt-14-dev)
 packages_check=("${packages_fuzz[@]}" "${packages_bench[@]}" "${packages_docs[@]}"
-    gcc-multilib g++-multilib lib32z1-dev llvm-14 gdb git clang clang-format clang-tidy cppcheck)
+    "${packages_abi[@]}" llvm-14 gdb git clang clang-format clang-tidy cppcheck)
 
 say() { printf '%s\n' "$*" >&2; }
 
@@ -28,7 +29,7 @@ need_packages() {
     if [ "$(id -u)" -ne 0 ]; then
         as_root=(sudo -n)
         if ! sudo -n true 2>/dev/null; then
-            say "Packages are missing. Install them and start this again:"
+            say "Packages are missing. Install them as root and start this again:"
             say "    apt-get update && apt-get install --no-install-recommends $missing"
             exit 1
         fi

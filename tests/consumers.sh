@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # consumers.sh PREFIX FOLDER [FLAG...]: builds programs of strangers on the library installed at
 # PREFIX, in C89 to C++23, by gcc and clang, through pkg-config and through CMake, and runs them.
-# FOLDER is made anew. The flags go to compilers and linkers (-m32).
+# Release 5.2 is installed there too: nobody gets it who asked for this one, and a program can hold
+# both. FOLDER is made anew. The flags go to compilers and linkers (-m32).
 set -euo pipefail
 prefix=$(realpath "$1")
 out=$(realpath -m "$2")
@@ -11,7 +12,8 @@ source=$examples/consumer
 rm -rf "$out"
 mkdir -p "$out"
 cd "$out"
-library=$(dirname "$(find "$prefix" -name 'libZ-*.so')")
+library=$(dirname "$(find "$prefix" -name libZ-5.1.so)")
+export PKG_CONFIG_PATH=$library/pkgconfig
 count=0
 
 fail() {
@@ -31,7 +33,7 @@ run() {
     count=$((count + 1))
 }
 
-read -ra flags <<<"$(PKG_CONFIG_PATH=$library/pkgconfig pkg-config --cflags --libs Z-5.1)"
+read -ra flags <<<"$(pkg-config --cflags --libs Z-5.1)"
 for compilers in "gcc g++" "clang clang++"; do
     read -r cc cxx <<<"$compilers"
     for standard in c89 c11; do
@@ -63,5 +65,32 @@ for compilers in "gcc g++" "clang clang++"; do
             esac
         done
     done
+done
+
+# Both releases in one program: each half is what the consumer is, and finds its own headers.
+mkdir -p both/5.{1,2}
+printf '%s\n' 'cmake_minimum_required(VERSION 3.25)' 'project(both LANGUAGES CXX)' \
+    'add_subdirectory(5.1)' 'add_subdirectory(5.2)' 'add_executable(both both.cpp)' \
+    'target_link_libraries(both PRIVATE half_5_1 half_5_2)' >both/CMakeLists.txt
+echo 'extern "C" int main_5_1(int, char**), main_5_2(int, char**);
+int main(int argc, char** argv) { return main_5_1(argc, argv) + main_5_2(argc, argv); }' >both/both.cpp
+for release in 5.1 5.2; do
+    suffix=_${release/./_}
+    sed "s/int main/extern \"C\" int main$suffix/; s/_5_1/$suffix/g" "$source/consumer.cpp" \
+        >"both/$release/half.cpp"
+    printf '%s\n' "find_package(Z $release REQUIRED)" "add_library(half$suffix SHARED half.cpp)" \
+        "target_link_libraries(half$suffix PRIVATE Z::Z)" >"both/$release/CMakeLists.txt"
+    read -ra flags <<<"$(pkg-config --cflags "Z-$release")"
+    g++ "$@" -c "both/$release/half.cpp" "${flags[@]}" -o "both/$release/half.o"
+done
+read -ra flags <<<"$(pkg-config --libs Z-5.1 Z-5.2)"
+g++ "$@" both/both.cpp both/*/half.o "${flags[@]}" -o both/both
+cmake -S both -B cmake.both -G Ninja -D CMAKE_PREFIX_PATH="$prefix" -D CMAKE_CXX_FLAGS="$*"
+cmake --build cmake.both
+cat list.first list.first >both.first
+for program in both/both cmake.both/both; do
+    run "$program" both file
+    [ "$(LD_LIBRARY_PATH=$library ldd "$program" | grep -c "=> $library/libZ-5\.[12]\.so")" = 2 ] ||
+        fail "$program does not hold both releases"
 done
 echo "$count programs built and run through pkg-config and CMake${*:+ with $*}"
