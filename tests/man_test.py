@@ -2,14 +2,20 @@
 
 Every exported C function and every function of tis.h has a page; what a SYNOPSIS declares stands so
 in the header that it names; codes in pages are those of the headers; zstanza.1 has the verbs and
-options of `zstanza --help` and `zstanza VERB --help`, and no others. With mandoc, pages are also
-checked by it. Usage: man_test.py ZSTANZA
+options of `zstanza --help` and `zstanza VERB --help`, and no others. Completion offers these too; what
+--json prints is of the kind in docs/zstanza.schema.json. With mandoc, pages are also checked by it.
+Usage: man_test.py ZSTANZA
 """
+import json
+import os
 import pathlib
 import re
 import shutil
 import subprocess
 import sys
+import tempfile
+
+import jsonschema
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PAGES = sorted((ROOT / "docs/man").glob("*.[135]"))
@@ -19,6 +25,20 @@ SECTIONS = {"1": ["NAME", "SYNOPSIS", "DESCRIPTION", "EXIT STATUS", "SEE ALSO"],
 CODE = re.compile(r"\.It Dv (\w+) Pq (\d+)")
 # Enumerators of the headers whose numbers pages tell.
 ENUMERATOR = re.compile(r"\b(ZPROP_[A-Z_]+) = (\d+)")
+# What stands before Tab is hit in bash, and what that offers.
+COMPLETIONS = {"get f tls:w": {"www"}, "get f 'tls": {"tls:www"}, "get --wait 1 f tls\\:www k": {"key"},
+               "get $(echo f) ": set()}
+COMPLETE = """. "$root/src/zstanza/completion/zstanza.bash"
+    COMP_LINE="zstanza $1" COMP_POINT=$((${#1} + 8)); _zstanza; echo "${COMPREPLY[@]}" """
+# For each kind of result what prints three lines.
+RESULTS = {
+    "stanzas": "j list f; j list g; j list - <f",
+    "keys": "j list f server; j list f session; j list f logging",
+    "value": "j get f server pw; j get f server umask --int; j get f logging forward --bool",
+    "values": "j get f server pw --all; j get f server umask --all --int; j get f session banner --all",
+    "checked": "echo [ >bad; j check f bad gone; echo x >f.obf; j check f; rm f.obf; j check f",
+    "changed": """j watch f --count 3 & while kill -0 $!; do
+        zstanza set f a k v --obfuscated; sleep .1; zstanza unset f a k; sleep .1; done"""}
 faults = []
 
 
@@ -150,7 +170,7 @@ def check_command(zstanza):
         return {f"-{name}" for name in re.findall(r"\bFl (\S+)", text)}
 
     help_text = asked()
-    verbs = set(re.findall(r"^  (\w+) ", help_text.split("Subcommands:")[1], re.M))
+    verbs = set(re.findall(r"^  (\w+) ", help_text.split("Verbs:")[1], re.M))
     # The operands and options of each form.
     forms = {}
     for form in re.split(r"^\.Nm\n\.Cm ", parts["SYNOPSIS"], flags=re.M)[1:]:
@@ -167,6 +187,7 @@ def check_command(zstanza):
         listed = re.findall(r"^  (-\S+)", text.split("Options:")[1], re.M)
         offered = {option for item in listed for option in item.split(",")}
         existing |= offered
+        COMPLETIONS[f"{verb} -"] = offered - {"-h"}
         # -0 stands for --null there.
         if offered - common - {"--null"} != plain(forms[verb]):
             fault(page, f"{verb}: {sorted(offered - common)} by --help, {sorted(plain(forms[verb]))} in the SYNOPSIS")
@@ -185,11 +206,42 @@ def check_command(zstanza):
         fault(page, f"exit codes {shown}, Failure.h has {codes}, --help {told}")
 
 
+def shell(zstanza, command, *arguments):
+    """What bash prints in a folder where f is the example."""
+    with tempfile.TemporaryDirectory() as here:
+        path = f"{pathlib.Path(zstanza).resolve().parent}:{os.environ['PATH']}"
+        command = 'cp "$root"/examples/server.conf f; ' + command
+        return subprocess.run(["bash", "-c", command, "", *arguments], cwd=here, text=True, check=False,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                              env={"PATH": path, "LC_ALL": "C.UTF-8", "root": ROOT}).stdout
+
+
+def check_completion(zstanza):
+    for line, offered in COMPLETIONS.items():
+        if set(shell(zstanza, COMPLETE, line).split()) != offered:
+            faults.append(f"completion of zstanza {line}: {shell(zstanza, COMPLETE, line)}")
+
+
+def check_results(zstanza):
+    schema = json.loads((ROOT / "docs/zstanza.schema.json").read_text())
+    every = jsonschema.Draft202012Validator(schema)
+    for kind, commands in RESULTS.items():
+        valid = jsonschema.Draft202012Validator({**schema, "anyOf": [{"$ref": f"#/$defs/{kind}"}]})
+        before = 'zstanza set f server pw x --obfuscated; cp f g; j() { zstanza "$@" --json; }; '
+        printed = shell(zstanza, before + commands).splitlines()
+        spoilt = [json.loads(line.replace('"file"', '"File"')) for line in printed]
+        if len(printed) != 3 or not all(valid.is_valid(json.loads(line)) for line in printed) or \
+                any(every.is_valid(result) for result in spoilt):
+            faults.append(f"docs/zstanza.schema.json, {kind}: {printed}")
+
+
 def main():
     documented = check_functions()
     check_codes()
     check_references(documented)
     check_command(sys.argv[1])
+    check_completion(sys.argv[1])
+    check_results(sys.argv[1])
     checked = "unchecked by mandoc, which is not installed"
     if shutil.which("mandoc"):
         lint = subprocess.run(["mandoc", "-T", "lint", "-W", "warning", *PAGES], text=True, capture_output=True)
