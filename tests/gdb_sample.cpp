@@ -7,8 +7,6 @@
 #include <Z/ZStanzaFileProperties.h>
 #include <Z/ZUTF8String.h>
 
-#include <cstring>
-
 __attribute__((noinline)) static void stop() {
     asm volatile("");
 }
@@ -31,12 +29,10 @@ int main(int, char** argv) {
     map.putEntry(new ZLCString_5_1("member"));
     ZObject_5_1 const& reference = text;
     ZPropertiesMissingPropertyException_5_1 failure("f.conf", "server", "workers");
-    ZException_5_1 const& base = failure;
     ZStanzaFileProperties_5_1 conf(argv[1], 1);
     conf.setValue("server", "backlog", "128");
     conf.setValue("server", "pin", "1234", 1);
-    alignas(ZHashMap_5_1) unsigned char early[sizeof(ZHashMap_5_1)];  // before its constructor
-    std::memset(early, 0xab, sizeof early);
+    std::vector<int> const early(sizeof(ZHashMap_5_1), 0x6b6b6b6b);  // a map before its constructor
     stop();
-    return reference.hash() == 0 && base.code() == early[0];
+    return reference.hash() == 0;
 }
