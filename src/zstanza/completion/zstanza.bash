@@ -19,8 +19,9 @@ _zstanza_take_apart() {
             [[ ! $quote || $c == [\"\$\`\\] ]] || cur+="\\"
             cur+=$c
         elif [[ ${line:i} =~ ^\$([A-Za-z_][A-Za-z_0-9]*) ]]; then
-            cur+=${!BASH_REMATCH[1]} begun=1
-            ((i += ${#BASH_REMATCH[1]}))
+            c=${BASH_REMATCH[1]} begun=1
+            cur+=${!c-}
+            ((i += ${#c}))
         elif [[ ${line:i:2} == [\$][\(\{\[\'\"] || $c == \` || (! $quote && $c == [\<\>\(\)\;\&\|]) ]]; then
             return 1
         elif [[ $quote ]]; then
