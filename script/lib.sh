@@ -5,7 +5,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 jobs=$(nproc)
 
 packages_run=(cmake ninja-build gcc g++ libc6-dev zlib1g-dev libcli11-dev nlohmann-json3-dev)
-packages_test=("${packages_run[@]}" googletest locales python3 mandoc)
+packages_test=("${packages_run[@]}" googletest locales python3 python3-jsonschema mandoc)
 packages_bench=(cmake ninja-build gcc g++ libc6-dev zlib1g-dev python3 pkg-config
     libpoco-dev openjdk-17-jdk-headless
     libbenchmark-dev libglib2.0-dev libinih-dev libsimpleini-dev libboost-dev libfmt-dev

@@ -2,14 +2,16 @@
 
 Every exported C function and every function of tis.h has a page; what a SYNOPSIS declares stands so
 in the header that it names; codes in pages are those of the headers; zstanza.1 has the verbs and
-options of `zstanza --help` and `zstanza VERB --help`, and no others. With mandoc, pages are also
-checked by it. Usage: man_test.py ZSTANZA
+options of `zstanza --help` and `zstanza VERB --help`, and no others, and so has completion; --json is
+what docs/zstanza.schema.json says. mandoc finds nothing. Usage: man_test.py ZSTANZA
 """
+import json
 import pathlib
 import re
-import shutil
 import subprocess
 import sys
+import tempfile
+import jsonschema
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PAGES = sorted((ROOT / "docs/man").glob("*.[135]"))
@@ -19,6 +21,18 @@ SECTIONS = {"1": ["NAME", "SYNOPSIS", "DESCRIPTION", "EXIT STATUS", "SEE ALSO"],
 CODE = re.compile(r"\.It Dv (\w+) Pq (\d+)")
 # Enumerators of the headers whose numbers pages tell.
 ENUMERATOR = re.compile(r"\b(ZPROP_[A-Z_]+) = (\d+)")
+# What stands before Tab is hit in bash, and what that offers.
+COMPLETIONS = {"get f tls:w": {"www"}, "get f 'tls": {"tls:www"}, "get --wait 1 f tls\\:www k": {"key"},
+               "get $(echo f) ": set()}
+# For each kind of result what prints three lines.
+RESULTS = {
+    "stanzas": "j list f; j list g; j list - <f",
+    "keys": "j list f server; j list f session; j list f logging",
+    "value": "j get f server pw; j get f server umask --int; j get f logging forward --bool",
+    "values": "j get f server pw --all; j get f server umask --all --int; j get f session banner --all",
+    "checked": "echo [ >bad; j check f bad gone; echo x >f.obf; j check f; rm f.obf; j check f",
+    "changed": """j watch f --count 3 & while kill -0 $!; do
+        zstanza set f a k v --obfuscated; sleep .1; zstanza unset f a k; sleep .1; done"""}
 faults = []
 
 
@@ -50,16 +64,12 @@ def declared(header):
     return found
 
 
-def words(line):
-    return [quoted or bare for quoted, bare in re.findall(r'"([^"]*)"|(\S+)', line)]
-
-
 def synopsis(page, text):
     """Yields header, name and prototype of each function."""
     header = result = None
     function = []
     for line in text.splitlines():
-        macro, *arguments = words(line)
+        macro, *arguments = [quoted or bare for quoted, bare in re.findall(r'"([^"]*)"|(\S+)', line)]
         if macro == ".In":
             header = arguments[0]
         elif macro == ".Ft":
@@ -79,7 +89,6 @@ def synopsis(page, text):
 def check_functions():
     wanted = {name for name in (ROOT / "tests/data/exports.txt").read_text().split()
               if re.match(r"z[a-z]", name)}
-    headers = {path.relative_to(ROOT / "src").as_posix() for path in (ROOT / "src").glob("*/*.h")}
     wanted |= declared("tis/tis.h").keys()
     documented = {}
     for page in PAGES:
@@ -90,7 +99,7 @@ def check_functions():
         shown = []
         for header, name, prototype in synopsis(page, parts.get("SYNOPSIS", "")):
             shown.append(name)
-            inside = declared(header) if header in headers else {}
+            inside = declared(header) if (ROOT / "src" / header).is_file() else {}
             if name not in inside:
                 fault(page, f"{header} does not declare {name}")
             elif inside[name] != prototype:
@@ -130,7 +139,6 @@ def check_references(documented):
         for name, section in re.findall(r"\bXr (\S+) (\d)", page.read_text()):
             if re.match(r"z|tis_", name) and f"{name} {section}" not in names:
                 fault(page, f"there is no {name}({section})")
-    for page in PAGES:
         parts = sections(page)
         for heading in SECTIONS[page.suffix[1:]]:
             if not parts.get(heading, "").strip():
@@ -142,15 +150,13 @@ def check_command(zstanza):
     parts = sections(page)
 
     def asked(*arguments):
-        run = subprocess.run([zstanza, *arguments, "--help"], check=True, text=True, capture_output=True)
-        return run.stdout
+        return subprocess.check_output([zstanza, *arguments, "--help"], text=True)
 
     def plain(text):
-        """The options of a text in mdoc, as they are typed."""
-        return {f"-{name}" for name in re.findall(r"\bFl (\S+)", text)}
+        return {f"-{name}" for name in re.findall(r"\bFl (\S+)", text)}  # mdoc's options as they are typed
 
     help_text = asked()
-    verbs = set(re.findall(r"^  (\w+) ", help_text.split("Subcommands:")[1], re.M))
+    verbs = set(re.findall(r"^  (\w+) ", help_text.split("Verbs:")[1], re.M))
     # The operands and options of each form.
     forms = {}
     for form in re.split(r"^\.Nm\n\.Cm ", parts["SYNOPSIS"], flags=re.M)[1:]:
@@ -167,6 +173,7 @@ def check_command(zstanza):
         listed = re.findall(r"^  (-\S+)", text.split("Options:")[1], re.M)
         offered = {option for item in listed for option in item.split(",")}
         existing |= offered
+        COMPLETIONS[f"{verb} -"] = offered - {"-h"}
         # -0 stands for --null there.
         if offered - common - {"--null"} != plain(forms[verb]):
             fault(page, f"{verb}: {sorted(offered - common)} by --help, {sorted(plain(forms[verb]))} in the SYNOPSIS")
@@ -185,17 +192,39 @@ def check_command(zstanza):
         fault(page, f"exit codes {shown}, Failure.h has {codes}, --help {told}")
 
 
+def shell(zstanza, command, line=""):
+    """What bash prints in a folder where f is the example."""
+    with tempfile.TemporaryDirectory() as here:
+        command = f"""PATH={pathlib.Path(zstanza).resolve().parent}:$PATH; cp {ROOT}/examples/server.conf f
+                      . {ROOT}/src/zstanza/completion/zstanza.bash; j() {{ zstanza "$@" --json; }}; {command}"""
+        return subprocess.run(["bash", "-c", command, "", f"zstanza {line}"], cwd=here, text=True, check=False,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+
+
+def check_results(zstanza):
+    for line, offered in COMPLETIONS.items():
+        seen = shell(zstanza, 'COMP_LINE=$1 COMP_POINT=${#1}; _zstanza; echo "${COMPREPLY[@]}"', line)
+        if set(seen.split()) != offered:
+            faults.append(f"completion of zstanza {line}: {seen}")
+    schema = json.loads((ROOT / "docs/zstanza.schema.json").read_text())
+    validator = jsonschema.Draft202012Validator
+    for kind, commands in RESULTS.items():
+        valid = validator({**schema, "anyOf": [{"$ref": f"#/$defs/{kind}"}]})
+        printed = shell(zstanza, "zstanza set f server pw x --obfuscated; cp f g; " + commands).splitlines()
+        if len(printed) != 3 or not all(valid.is_valid(json.loads(line)) for line in printed) or \
+                any(validator(schema).is_valid(json.loads(line.replace('"file"', '"File"'))) for line in printed):
+            faults.append(f"docs/zstanza.schema.json, {kind}: {printed}")
+
+
 def main():
     documented = check_functions()
     check_codes()
     check_references(documented)
     check_command(sys.argv[1])
-    checked = "unchecked by mandoc, which is not installed"
-    if shutil.which("mandoc"):
-        lint = subprocess.run(["mandoc", "-T", "lint", "-W", "warning", *PAGES], text=True, capture_output=True)
-        faults.extend(line for line in lint.stdout.splitlines() if line)
-        checked = "clean"
-    print("\n".join(faults) or f"{len(PAGES)} pages, {len(documented)} functions, {checked}")
+    check_results(sys.argv[1])
+    lint = subprocess.run(["mandoc", "-T", "lint", "-W", "warning", *PAGES], text=True, capture_output=True)
+    faults.extend(line for line in lint.stdout.splitlines() if line)
+    print("\n".join(faults) or f"{len(PAGES)} pages, {len(documented)} functions")
     return 1 if faults or not documented else 0
 
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# readme_test.sh SAMPLE C-SAMPLE PROJECT: runs the README's samples on copies of the example.
+# readme_test.sh SAMPLE C-SAMPLE PROJECT SYSLOG-SERVICE: runs what README.md and examples/ show.
 set -euo pipefail
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
@@ -32,3 +32,12 @@ check "$2" 'web.example.org, 4 workers' 'the timeout is not a number' 'level inf
     $'> \n> #connections that wait\n> backlog = 128\n> listen = 127.0.0.1:8081'
 sed -n '/^```c$/,/^```$/{//!p}' "$3/README.md" | diff - "$3/examples/stanza.c" ||
     fail "the README shows examples/stanza.c"
+
+"$4" "$example" 2>err || true  # what goes to the log
+grep -q '"30s" is no number, as timeout in \[session\] has to be$' err || fail "the log has the number"
+
+cp "$example" server.conf
+sed -n '/^\$ zstanza/,/^```$/{/^```$/!p}' "$3/README.md" >shown
+(sed -n 's/^[$>] //p' shown | sed 's/&$/\& sleep 1/' && echo 'sleep 1; kill $!') >commands
+PATH=${1%/*}/../src/zstanza:$PATH bash commands >out 2>&1
+sed '/^[$>] /d' shown | diff - out || fail "the commands of the README"

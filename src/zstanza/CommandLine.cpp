@@ -66,6 +66,34 @@ constexpr VerbEntry verbs[] = {
      "Print a line for each key whose values change, until a signal ends it"},
 };
 
+// Help within 80 columns: what goes on stands below the text of its entry.
+struct Help : CLI::Formatter {
+    explicit Help(std::size_t column = 30) {
+        column_width(column);
+        label("SUBCOMMAND", "VERB");
+    }
+    // The usage shows them.
+    std::string make_positionals(CLI::App const*) const override { return ""; }
+
+    std::string make_help(CLI::App const* app, std::string name,
+                          CLI::AppFormatMode mode) const override {
+        std::string out;
+        std::istringstream lines(CLI::Formatter::make_help(app, std::move(name), mode));
+        for (std::string line; std::getline(lines, line);) {
+            std::string const indent(line[0] == ' ' ? get_column_width() : 0, ' ');
+            while (line.size() > 80) {
+                std::size_t const end = line.rfind(' ', 80);
+                if (end == std::string::npos || end <= indent.size()) break;
+                out.append(line, 0, end) += '\n';
+                line.replace(0, end + 1, indent);
+            }
+            out.append(line) += '\n';
+        }
+        out.erase(out.find_last_not_of('\n') + 2);
+        return out;
+    }
+};
+
 // In a line of apply the file is known.
 void addOperands(CLI::App& command, VerbEntry const& verb, bool inChanges, Arguments& a) {
     CLI::Validator given([](std::string& word) { return word.empty() ? "must not be empty" : ""; },
@@ -150,6 +178,7 @@ void addOptions(CLI::App& command, VerbEntry const& verb, Arguments& a) {
 }
 
 void describe(CLI::App& command, VerbEntry const& verb, Arguments& a) {
+    command.formatter(std::make_shared<Help>());
     command.set_version_flag("--version", version);
     addOperands(command, verb, false, a);
     addOptions(command, verb, a);
@@ -194,21 +223,26 @@ std::optional<std::string> parse(CLI::App& app, std::vector<std::string> words) 
 
 // For words that do not begin with a verb: help, version or a Failure.
 std::string overview(std::vector<std::string> const& words) {
+    if (words.empty()) throw Failure(usage, "zstanza: a verb is missing; see zstanza --help");
+    std::string const& first = words.front();
+    if (first != "-h" && first != "--help" && first != "--version") {
+        throw Failure(usage, oneLine("zstanza: " + first + " is no verb; see zstanza --help"));
+    }
     Arguments ignored;
     CLI::App app("Lists, reads, checks and edits stanza files.", "zstanza");
     app.set_version_flag("--version", version);
     app.require_subcommand(1);
+    app.formatter(std::make_shared<Help>(14));
     app.footer(
-        "Operands that begin with \"-\" go after \"--\".\n"
+        "The options of a verb: zstanza VERB --help. Operands that begin with \"-\" go after "
+        "\"--\".\n"
         "Exit codes: 0 done, 1 no such stanza or key, 2 bad usage or argument, 3 invalid data in "
-        "the\n"
-        "file, 4 the file cannot be read, locked or written, 5 the value is not of the asked "
+        "the file, 4 the file cannot be read, locked or written, 5 the value is not of the asked "
         "type.");
     for (VerbEntry const& verb : verbs) {
-        describe(*app.add_subcommand(verb.name, verb.help), verb, ignored);
+        describe(*app.add_subcommand(verb.name, verb.help)->group("Verbs"), verb, ignored);
     }
-    if (std::optional<std::string> text = parse(app, words)) return *text;
-    throw Failure(usage, "zstanza: The verb comes first; see zstanza --help");
+    return parse(app, words).value_or("");
 }
 
 VerbEntry const* findVerb(std::vector<std::string> const& words) {
