@@ -38,6 +38,8 @@ grep -q '"30s" is no number, as timeout in \[session\] has to be$' err || fail "
 
 cp "$example" server.conf
 sed -n '/^\$ zstanza/,/^```$/{/^```$/!p}' "$3/README.md" >shown
-(sed -n 's/^[$>] //p' shown | sed 's/&$/\& sleep 1/' && echo 'sleep 1; kill $!') >commands
-PATH=${1%/*}/../src/zstanza:$PATH bash commands >out 2>&1
+# Who watches is ready when it sleeps with its events open.
+ready='until ls -l /proc/$!/fd | grep -q inotify \&\& grep -q "State:.S" /proc/$!/status; do sleep 0.05; done'
+(sed -n 's/^[$>] //p' shown | sed "s#&\$#\& $ready#" && echo 'wait') >commands
+PATH=${1%/*}/../src/zstanza:$PATH timeout 60 bash commands >out 2>&1
 sed '/^[$>] /d' shown | diff - out || fail "the commands of the README"

@@ -147,7 +147,8 @@ char const* findText(Codeset const& cs, char const* s, char const* sub) {
 }
 
 // Whether the `left` bytes at p, no character by themselves, begin one that goes on behind them.
-// What stands there, or behind a terminator among them, is not looked at: it may be nobody's memory.
+// What stands there, or behind a terminator among them, is not looked at: it may be nobody's
+// memory.
 bool isCutOff(Codeset const& cs, Byte const* p, std::size_t left) {
     Byte unit[tis::maxCharacter];
     if (left >= sizeof unit || std::memchr(p, 0, left) != nullptr) return false;
