@@ -8,16 +8,9 @@
 #include <random>
 
 #include "FailingCalls.h"
-#include "Stress.h"
 #include "ZTest.h"
 
 namespace {
-
-// Returns once the thread that has `entered` with the lock sleeps in the condition.
-void whenAsleep(ZCondition_5_1& condition, std::atomic<bool>& entered) {
-    while (!entered) std::this_thread::yield();
-    condition.lock(), condition.unlock();
-}
 
 TEST(ZCondition, RefusesWhoDoesNotHoldTheLock) {
     ZBooleanCondition_5_1 c;
@@ -26,10 +19,7 @@ TEST(ZCondition, RefusesWhoDoesNotHoldTheLock) {
     std::function<void()> const calls[] = {[&] { plain.wait(); },      [&] { c.wait(0, timedOut); },
                                            [&] { c.validateLock(); },  [&] { c.initCondition(); },
                                            [&] { c.testCondition(); }, [&] { c.setCondition(1); }};
-    for (auto const& call : calls) {
-        auto const e = ztest::caught<ZLockResourceException_5_1>(call);
-        EXPECT_TRUE(e.code() == 5 && e.rc() == 0);
-    }
+    for (auto const& call : calls) ztest::expectRefused<ZLockResourceException_5_1>(call, 5, 0);
     EXPECT_EQ(timedOut, 7);
     EXPECT_THROW(c.unlock(), ZUnlockResourceException_5_1);
     EXPECT_EQ(c.signal() + c.broadcast(), 0) << "these need no lock";
@@ -48,8 +38,8 @@ TEST(ZCondition, FreesTheLockWhileItSleepsAndRestoresItsDepth) {
             while (!ready) seconds ? condition.wait(seconds, timedOut) : condition.wait();
             EXPECT_EQ(lock.unlock() + lock.unlock() + lock.lock() + lock.lock(), 0);
         });
-        whenAsleep(condition, entered);
-        condition.getResource()->lock();
+        while (!entered) std::this_thread::yield();
+        condition.getResource()->lock();  // which the waiter frees when it sleeps
         ready = true;
         lock.unlock();
         seconds ? condition.signal() : condition.broadcast();
@@ -73,8 +63,7 @@ TEST(ZCondition, ExpiresAtOnceForTimesThatHavePassed) {
     timespec invalid = {1, 2000000000};
     std::string const report = ztest::reported([&] {
         auto const wait = [&] { condition.wait(invalid, timedOut); };
-        auto const e = ztest::caught<ZConditionException_5_1>(wait);
-        EXPECT_TRUE(e.code() == 9 && e.rc() == EINVAL);
+        ztest::expectRefused<ZConditionException_5_1>(wait, 9, EINVAL);
     });
     EXPECT_EQ(report.rfind("Error: 9\n File: \"src/Z/ZCondition\"", 0), 0u) << report;
     EXPECT_EQ(condition.unlock(), 0) << "held again after the failure";
@@ -111,31 +100,19 @@ void waitAt(ZCondition_5_1& condition, bool const& ready, int depth) {
 }
 
 TEST(ZCondition, ACancelledWaitLeavesTheLockInOrder) {
-    struct Waiter {
-        ZCondition_5_1& condition;
-        bool const& ready;
-        int depth;
-        bool cancelled;
-        pthread_t thread;
-    };
-    auto const body = [](void* p) -> void* {
-        auto const& w = *static_cast<Waiter*>(p);
-        return waitAt(w.condition, w.ready, w.depth), nullptr;
-    };
     std::minstd_rand random;
     std::string const report = ztest::reported([&] {
         for (unsigned rounds = ztest::stressed(100); rounds > 0; --rounds) {
             ZCondition_5_1 condition;
             bool ready = false;
-            std::vector<Waiter> waiters;
+            std::vector<std::thread> waiters;
             for (int depth = 1; depth <= 5; ++depth) {
-                waiters.push_back({condition, ready, depth, random() % 2 == 0, {}});
+                waiters.emplace_back([&, depth] { waitAt(condition, ready, depth); });
             }
-            for (Waiter& w : waiters) pthread_create(&w.thread, nullptr, body, &w);
             if (random() % 2) std::this_thread::yield();
-            for (Waiter& w : waiters) w.cancelled ? pthread_cancel(w.thread) : 0;
+            for (auto& w : waiters) random() % 2 ? pthread_cancel(w.native_handle()) : 0;
             condition.lock(), ready = true, condition.unlock(), condition.broadcast();
-            for (Waiter& w : waiters) pthread_join(w.thread, nullptr);
+            for (std::thread& w : waiters) w.join();
             EXPECT_EQ(condition.lock() + condition.unlock(), 0);
         }
     });
@@ -144,30 +121,15 @@ TEST(ZCondition, ACancelledWaitLeavesTheLockInOrder) {
 
 #if Z_CALLS_CAN_FAIL
 TEST(ZCondition, ReportsAndThrowsWhatTheSystemRefuses) {
-    struct {
-        char const* call;
-        unsigned int code;
-        bool reports, throws;
-    } const rows[] = {{"pthread_cond_init", 7, false, true},
-                      {"pthread_cond_signal", 10, true, true},
-                      {"pthread_cond_broadcast", 27, true, true},
-                      {"pthread_cond_destroy", 8, true, false}};
+    ztest::Failing const rows[] = {{"pthread_cond_init", 7, 0},
+                                   {"pthread_cond_signal", 10, 10},
+                                   {"pthread_cond_broadcast", 27, 27},
+                                   {"pthread_cond_destroy", 0, 8}};
     for (auto const& row : rows) {
-        ztest::failingCall = row.call;
-        bool thrown = false;
-        std::string const report = ztest::reported([&] {
-            try {
-                ZCondition_5_1 condition;
-                row.code == 10 ? condition.signal() : condition.broadcast();
-            } catch (ZConditionException_5_1& e) {
-                thrown = e.code() == row.code && e.rc() == ztest::failure;
-            }
-            ztest::failingCall = "";
+        ztest::expectFailure<ZConditionException_5_1>(row, "src/Z/ZCondition\"", [&] {
+            ZCondition_5_1 condition;
+            row.thrown == 10 ? condition.signal() : condition.broadcast();
         });
-        std::string const start = "Error: " + std::to_string(row.code) + "\n";
-        EXPECT_EQ(thrown, row.throws) << row.call;
-        EXPECT_EQ(report.rfind(start, 0) == 0, row.reports) << report;
-        EXPECT_EQ(report.find("Information:\n95\n") != std::string::npos, row.reports) << report;
     }
 }
 #endif

@@ -10,10 +10,11 @@
 #include <csignal>
 
 #include "FailingAllocations.h"
-#include "Stress.h"
 #include "ZTest.h"
 
 namespace {
+
+using ztest::expectRefused;
 
 struct Lock : ZUnixProcessReadWriteFileLock_5_1 {
     using ZUnixProcessReadWriteFileLock_5_1::setLockState;
@@ -72,12 +73,6 @@ struct ZFileLock : testing::Test {
         EXPECT_TRUE(found[0] == sequence && found[1] == pid) << found[0] << ' ' << found[1];
     }
 };
-
-template <class E>
-void expectRefused(std::function<void()> const& run, unsigned code, int rc) {
-    E const e = ztest::caught<E>(run);
-    EXPECT_TRUE(e.code() == code && e.rc() == rc) << e.code() << ' ' << e.rc();
-}
 
 void expectState(std::function<void()> const& run, std::string const& state) {
     auto const e = ztest::caught<ZInvalidResourceStateException_5_1>(run);
@@ -266,26 +261,25 @@ TEST_F(ZFileLock, SurvivesKilledHoldersSignalsAndCancellation) {
             }
         }
     } observer;
-    auto const cancelled = [&](char const* others, auto body) {
-        pthread_t thread;
-        pthread_create(&thread, nullptr, body, &lock);
+    auto const cancelled = [&](char const* others, std::function<void()> const& body) {
+        std::thread thread(body);
         while (lock.getFileHandle() == -1) usleep(1000);
         usleep(10000);
-        pthread_cancel(thread), pthread_join(thread, nullptr);
+        pthread_cancel(thread.native_handle()), thread.join();
         EXPECT_TRUE(lock.haveLock(Lock::unset) && lock.getFileHandle() == -1);
         EXPECT_TRUE(lock.getReaderCount() == 0 && regions() == others) << regions();
     };
     // Nothing may catch a cancellation while an exception is handled.
-    auto const write = [](void* l) -> void* {
+    auto const write = [&] {
         try {
             throw 1;
         } catch (int) {
-            return static_cast<Lock*>(l)->lock(), nullptr;
+            lock.lock();
         }
     };
-    auto const read = [](void* l) -> void* {
-        ZStackReadWriteLock_5_1 hold(*static_cast<Lock*>(l), 1);
-        return hold.readLock(), nullptr;
+    auto const read = [&] {
+        ZStackReadWriteLock_5_1 hold(lock, 1);
+        hold.readLock();
     };
     cancelled("ww", write), cancelled("ww", read);
     pclose(next), next = held(1, "r-");

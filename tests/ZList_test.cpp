@@ -13,10 +13,6 @@ using ztest::Number, ztest::Numbers, ztest::show;
 
 ZSortCompare_5_1 const& natural = ZSortCompare_5_1::defaultSortCompare();
 
-ZSortCompare_5_1::sortorder order(int number) {
-    return static_cast<ZSortCompare_5_1::sortorder>(number);
-}
-
 TEST(ZList, GrowsByHalfAndNeverShrinks) {
     ZArrayList_5_1 list(0);
     for (unsigned int capacity : {1u, 2u, 3u, 4u, 6u, 9u, 13u, 19u, 28u}) {
@@ -141,7 +137,8 @@ std::string sorted(std::string const& digits, int number) {
         n[i]->n_ = digits[static_cast<unsigned int>(i)];
         list.add(n[i]->n_ == '-' ? nullptr : n[i]), virtualList.add(list.get(list.size() - 1));
     }
-    list.sort(natural, order(number)), virtualList.sort(natural, order(number));
+    auto const order = static_cast<ZSortCompare_5_1::sortorder>(number);
+    list.sort(natural, order), virtualList.sort(natural, order);
     int last = number == 1 ? 0 : 255;
     for (int i = 0; i < length; ++i) {
         auto const* const element = static_cast<Number*>(list.get(static_cast<unsigned int>(i)));
@@ -186,9 +183,9 @@ TEST(ZSort, EndsWhateverTheInputAndTheComparison) {
     Numbers const n(6000);
     ZArrayList_5_1 list;
     for (int i = 0; i < 6000; ++i) list.add(n[std::min(i, 5999 - i)]);
-    list.sort(natural, order(1));
+    list.sort(natural, ZSortCompare_5_1::ascending);
     for (unsigned int i = 1; i < 6000; ++i) ASSERT_LE(list.get(i - 1)->compare(*list.get(i)), 0);
-    list.sort(Arbitrary(), order(0));
+    list.sort(Arbitrary(), ZSortCompare_5_1::descending);
     std::string const before = show(list);
     list.shuffle();
     EXPECT_NE(show(list), before);

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <stdexcept>
 
-#include "Stress.h"
 #include "ZTest.h"
 
 namespace {

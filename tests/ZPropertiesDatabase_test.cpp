@@ -48,23 +48,15 @@ Call* real(char const* name, char const* wideName) {
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) ssize_t pread(int fd, void* bytes, size_t size,
-                                                                off_t at) {
-    static auto const call = real<decltype(pread)>("pread", "pread64");
-    return fails("pread") ? -1 : call(fd, bytes, size, at);
-}
-
-extern "C" __attribute__((visibility("default"))) int ftruncate(int fd, off_t size) noexcept {
-    static auto const call = real<decltype(ftruncate)>("ftruncate", "ftruncate64");
-    return fails("ftruncate") ? -1 : call(fd, size);
-}
-
-extern "C" __attribute__((visibility("default"))) ssize_t fgetxattr(int fd, char const* name,
-                                                                    void* value,
-                                                                    size_t size) noexcept {
-    static auto const call = real<decltype(fgetxattr)>("fgetxattr", "fgetxattr");
-    return fails("fgetxattr") ? -1 : call(fd, name, value, size);
-}
+#define FAILING(result, call, wide, parameters, arguments) \
+    extern "C" __attribute__((visibility("default"))) result call parameters { \
+        static auto const passOn = real<decltype(call)>(#call, #wide); \
+        return fails(#call) ? -1 : passOn arguments; \
+    }
+FAILING(int, ftruncate, ftruncate64, (int fd, off_t size) noexcept, (fd, size))
+FAILING(ssize_t, pread, pread64, (int fd, void* to, size_t size, off_t at), (fd, to, size, at))
+FAILING(ssize_t, fgetxattr, fgetxattr, (int fd, char const* name, void* to, size_t size) noexcept,
+        (fd, name, to, size))
 
 extern "C" __attribute__((visibility("default"))) ssize_t pwrite(int fd, void const* bytes,
                                                                  size_t size, off_t at) {

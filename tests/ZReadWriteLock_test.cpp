@@ -6,7 +6,6 @@
 #include <atomic>
 #include <random>
 
-#include "Stress.h"
 #include "ZTest.h"
 
 namespace {
@@ -33,13 +32,12 @@ std::string stateOf(Lock& lock) {
     return "?";
 }
 
-// Makes the calls on a thread of its own, which is cancelled if it does not come back.
-struct Caller {
-    Lock& lock;
-    std::string const letters;
+// What comes of the calls on a thread of their own, which is cancelled if it does not come back.
+// `patience` in milliseconds: little where it will not come back, much on a busy machine.
+std::string outcome(Lock& lock, std::string const& letters, int patience = 20000) {
     std::string result = "waits";
     std::atomic<bool> ended{false};
-    void run() {
+    std::thread caller([&] {
         try {
             call(lock, letters), result = stateOf(lock);
         } catch (ZResourceException_5_1& e) {
@@ -48,17 +46,10 @@ struct Caller {
             result += std::to_string(e.code());
         }
         ended = true;
-    }
-};
-// `patience` in milliseconds: little where it will not come back, much on a busy machine.
-std::string outcome(Lock& lock, std::string const& letters, int patience = 20000) {
-    Caller caller{lock, letters};
-    pthread_t thread;
-    auto const body = [](void* p) -> void* { return static_cast<Caller*>(p)->run(), nullptr; };
-    pthread_create(&thread, nullptr, body, &caller);
-    for (int ms = 0; ms < patience && !caller.ended; ++ms) usleep(1000);
-    pthread_cancel(thread), pthread_join(thread, nullptr);
-    return caller.result;
+    });
+    for (int ms = 0; ms < patience && !ended; ++ms) usleep(1000);
+    pthread_cancel(caller.native_handle()), caller.join();
+    return result;
 }
 
 TEST(ZReadWriteLock, DoesInEachStateWhatItsTableSays) {
@@ -148,15 +139,13 @@ TEST(ZStackReadWriteLock, ReleasesWhatWasTakenThroughIt) {
 
     for (bool promoting : {false, true}) {
         if (!promoting) call(lock, "r");
-        auto const body = [](void* l) -> void* {
-            ZStackReadWriteLock_5_1 hold(*static_cast<Lock*>(l), 1);
-            if (static_cast<Lock*>(l)->haveLock(Lock::read)) return hold.writeLock(), nullptr;
-            return hold.readWithIntentToWriteLock(), hold.promoteReadToWriteLock(), nullptr;
-        };
-        pthread_t thread;
-        pthread_create(&thread, nullptr, body, &lock);
+        std::thread waiter([&] {
+            ZStackReadWriteLock_5_1 hold(lock, 1);
+            if (!promoting) return hold.writeLock();
+            return hold.readWithIntentToWriteLock(), hold.promoteReadToWriteLock();
+        });
         usleep(10000);
-        pthread_cancel(thread), pthread_join(thread, nullptr);
+        pthread_cancel(waiter.native_handle()), waiter.join();
         EXPECT_EQ(stateOf(lock), promoting ? "unset0" : "read1") << "what it had, and no more";
         if (!promoting) call(lock, "u");
     }
@@ -184,18 +173,16 @@ TEST(ZReadWriteLock, KeepsWritersFromReadersAndProtectorsFromEachOther) {
             --inside[kind], call(lock, "u");
         }
     };
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < 12; ++i) threads.emplace_back(work, i < 8 ? 0 : i < 10 ? 1 : 2, i);
-    auto const cancelled = [](void* l) -> void* {
-        ZStackReadWriteLock_5_1 hold(*static_cast<Lock*>(l), 1);
-        return (std::rand() % 2 ? hold.readLock() : hold.writeLock()), nullptr;
-    };
-    for (unsigned i = ztest::stressed(100); i > 0; --i) {
-        pthread_t thread;
-        pthread_create(&thread, nullptr, cancelled, &lock);
-        usleep(i % 4 * 50), pthread_cancel(thread), pthread_join(thread, nullptr);
-    }
-    for (std::thread& thread : threads) thread.join();
+    ztest::inThreads(13, [&](int t) {
+        if (t < 12) return work(t < 8 ? 0 : t < 10 ? 1 : 2, static_cast<unsigned>(t));
+        for (unsigned i = ztest::stressed(100); i > 0; --i) {
+            std::thread cancelled([&] {
+                ZStackReadWriteLock_5_1 hold(lock, 1);
+                i & 4 ? hold.readLock() : hold.writeLock();
+            });
+            usleep(i % 4 * 50), pthread_cancel(cancelled.native_handle()), cancelled.join();
+        }
+    });
     EXPECT_EQ(stateOf(lock), "unset0");
     EXPECT_EQ(outcome(lock, "w"), "write0");
 }

@@ -9,7 +9,6 @@
 #include <climits>
 
 #include "FailingCalls.h"
-#include "Stress.h"
 #include "ZTest.h"
 
 namespace {
@@ -57,8 +56,7 @@ struct Sleeper : ZSleeperThread_5_1 {
 
 void expectRefused(ZThread_5_1& thread, int rc,
                    void (ZThread_5_1::*call)() = &ZThread_5_1::waitForExit) {
-    auto const e = ztest::caught<ZThreadException_5_1>([&] { (thread.*call)(); });
-    EXPECT_TRUE(e.code() == 20 && e.rc() == rc) << e.rc();
+    ztest::expectRefused<ZThreadException_5_1>([&] { (thread.*call)(); }, 20, rc);
 }
 
 TEST(ZThread, IsJoinedOnceForEachStart) {
@@ -156,14 +154,13 @@ TEST(ZThread, KeepsAnObjectForEachThread) {
     EXPECT_EQ(live, 2) << "the task and the replaced item are left";
 
     std::vector<unsigned int> keys{key};
-    auto const none = ztest::caught<ZThreadException_5_1>([&] {
+    auto const takeAll = [&] {
         for (;; keys.push_back(key)) ZThread_5_1::createThreadKey(key);
-    });
+    };
+    ztest::expectRefused<ZThreadException_5_1>(takeAll, 29, EAGAIN);
     for (unsigned int each : keys) pthread_key_delete(each);
-    auto const gone =
-        ztest::caught<ZThreadException_5_1>([&] { ZThread_5_1::setThreadObject(key, &replaced); });
-    EXPECT_TRUE(none.code() == 29 && none.rc() == EAGAIN);
-    EXPECT_TRUE(gone.code() == 30 && gone.rc() == EINVAL);
+    auto const useGone = [&] { ZThread_5_1::setThreadObject(key, &replaced); };
+    ztest::expectRefused<ZThreadException_5_1>(useGone, 30, EINVAL);
 }
 
 TEST(ZSleeperThread, LosesNoWakeUp) {
@@ -290,10 +287,7 @@ TEST(ZThreadPool, TellsTheIdleToExit) {
 
 #if Z_CALLS_CAN_FAIL
 TEST(ZThread, PassesOnWhatTheSystemRefuses) {
-    struct {
-        char const* call;
-        unsigned long thrown, written;
-    } const rows[] = {
+    ztest::Failing const rows[] = {
         {"pthread_attr_init", 15, 0},      {"pthread_attr_setdetachstate", 16, 0},
         {"pthread_create", 17, 0},         {"pthread_attr_destroy", 0, 18},
         {"pthread_mutex_init", 3, 0},      {"pthread_cond_init", 7, 0},
@@ -302,23 +296,11 @@ TEST(ZThread, PassesOnWhatTheSystemRefuses) {
     };
     for (auto const& row : rows) {
         Task task(0, 0, [] {});
-        unsigned long thrown = 0;
-        std::string const report = ztest::reported([&] {
-            try {
-                ztest::failingCall = row.call;
-                ZThreadPool_5_1 pool(1, 1);
-                pool.threadDeathNotification(task);
-                task.start(), task.waitForExit();
-            } catch (ZThreadException_5_1& e) {
-                thrown = e.rc() == ztest::failure ? e.code() : 0;
-            }
-            ztest::failingCall = "";
+        ztest::expectFailure<ZThreadException_5_1>(row, "src/Z/ZThread", [&] {
+            ZThreadPool_5_1 pool(1, 1);
+            pool.threadDeathNotification(task);
+            task.start(), task.waitForExit();
         });
-        EXPECT_EQ(thrown, row.thrown) << row.call;
-        std::string const start =
-            "Error: " + std::to_string(row.written) + "\n File: \"src/Z/ZThread";
-        bool const written = report.rfind(start, 0) == 0 && report.find(":\n95\n") != report.npos;
-        EXPECT_EQ(written, row.written != 0) << row.call << report;
     }
     ZThreadPool_5_1 pool(1, 0);
     Task task(0, 0, [] {});

@@ -2,7 +2,6 @@
 // hold the pairs of jdk.pairs and no others; the pairs of z.pairs are stored as z.properties.
 #include <Z/ZJavaProperties.h>
 
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <string>

@@ -2,7 +2,6 @@
 
 #include <Z/Z.h>
 
-#include <memory>
 #include <typeinfo>
 
 namespace {

@@ -23,8 +23,7 @@ __attribute__((visibility("default"))) char* strndup(char const* text, size_t le
 
 namespace {
 
-class CInterface : public testing::Test {
-protected:
+struct CInterface : testing::Test {
     void SetUp() override {
         ztest::write(folder / "f", "[s]\nkey = a\nkey = b\nkey = c\nempty =\n");
         ASSERT_EQ(zstzPropOpen_5_1(&file, (folder / "f").c_str(), ZPROP_OPEN_READ), 0);

@@ -9,10 +9,38 @@
 
 #include <string>
 
+#include "ZTest.h"
+
 namespace ztest {
 
 inline std::string failingCall;  // its name, "" for none
 constexpr int failure = 95;
+
+// A call, and the codes of the exception and of the report that come of its failure, 0 for none.
+struct Failing {
+    char const* call;
+    unsigned long thrown, reported;
+};
+
+// `run` throws an E and reports, in this source, as the row says.
+template <class E, class Run>
+void expectFailure(Failing const& row, std::string const& source, Run const& run) {
+    unsigned long thrown = 0;
+    std::string const report = reported([&] {
+        try {
+            failingCall = row.call;
+            run();
+        } catch (E& e) {
+            thrown = e.rc() == failure ? e.code() : 0;
+        }
+        failingCall = "";
+    });
+    std::string const code = std::to_string(row.reported ? row.reported : row.thrown);
+    std::string const start = "Error: " + code + "\n File: \"" + source;
+    bool const found = report.rfind(start, 0) == 0 && report.find(":\n95\n") != report.npos;
+    EXPECT_EQ(thrown, row.thrown) << row.call;
+    EXPECT_EQ(found, row.reported != 0) << row.call << report;
+}
 
 }  // namespace ztest
 

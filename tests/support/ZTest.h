@@ -68,6 +68,13 @@ inline void inThreads(int count, std::function<void(int)> const& body) {
     for (std::thread& thread : threads) thread.join();
 }
 
+// `rounds`, multiplied by the number in the environment variable Z_STRESS, if it holds one.
+inline unsigned stressed(unsigned rounds) {
+    char const* const factor = std::getenv("Z_STRESS");
+    long const times = factor ? std::atol(factor) : 1;
+    return times > 1 ? rounds * static_cast<unsigned>(times) : rounds;
+}
+
 // The exception of class E that `run` throws.
 template <class E, class Run>
 E caught(Run const& run) {
@@ -77,6 +84,13 @@ E caught(Run const& run) {
         return e;
     }
     throw std::runtime_error("nothing was thrown");
+}
+
+// `run` throws an E with this code and return code.
+template <class E, class Run>
+void expectRefused(Run const& run, unsigned long code, int rc) {
+    E const e = caught<E>(run);
+    EXPECT_TRUE(e.code() == code && e.rc() == rc) << e.code() << ' ' << e.rc();
 }
 
 }  // namespace ztest
