@@ -123,7 +123,11 @@ public:
         struct flock lock = {};
         lock.l_type = lockType;
         lock.l_whence = SEEK_SET;
-        if (fcntl(descriptor_, F_SETLK, &lock) == -1) fail("fcntl()");
+        if (fcntl(descriptor_, F_SETLK, &lock) == -1) {
+            // Who holds it now stores in the file that was made here.
+            if (errno == EAGAIN || errno == EACCES) unlinks_ = false;
+            fail("fcntl()");
+        }
         if (reads) return;
         // Devices and pipes have no content to be emptied of, and stay whatever comes.
         bool const emptied = ftruncate(descriptor_, 0) == 0;
