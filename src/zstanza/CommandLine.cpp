@@ -214,8 +214,8 @@ std::optional<std::string> parse(CLI::App& app, std::vector<std::string> words) 
     } catch (CLI::ParseError const& end) {
         std::ostringstream result, ignored;
         if (app.exit(end, result, ignored) != 0) {
-            throw Failure(usage,
-                          oneLine(std::string("zstanza: ") + end.what() + "; see zstanza --help"));
+            throw Failure(usage, oneLine(std::string("zstanza: ") + end.what() + "; see " +
+                                         app.get_name() + " --help"));
         }
         return result.str();
     }
@@ -281,7 +281,7 @@ Change readChange(Command const& command, std::string const& place) {
         throw Failure(usage, place, command.words.front() + " is none of set, add, unset, comment");
     }
     Change change{verb->edit, {}, place};
-    CLI::App app(verb->help, verb->name);
+    CLI::App app(verb->help, std::string("zstanza ") + verb->name);
     app.set_help_flag();
     addOperands(app, *verb, true, change.arguments);
     addEditOptions(app, *verb, change.arguments);
