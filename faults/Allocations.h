@@ -41,6 +41,8 @@ struct Scenario {
     Left left;
     std::vector<int> failuresToMake;  // likewise, when the first use of Z is that of the subject
     bool endsProcess = false;         // for want of memory it may
+    long keptStacks = 0;  // of ended threads: the C library may keep them, with a block each
+    bool startsCodesets = false;  // as the first use; all others find the text services started
 };
 
 // Adds scenarios whose uses begin with a new Subject; more uses of a name go to its scenario.

@@ -2,9 +2,10 @@
 //
 // malloc and its kin are replaced. For n = 1, 2, 3 ... the n-th allocation that a scenario's act
 // makes on its thread fails: alone ("once") or with all later ones ("lasting"), until an act passes
-// without failure. Each is seen twice: as the first use of Z in a process, which makes what is made
-// once and kept, and in a process where all that has been made. Then come FAILURES (none in the
-// short form) acts in which allocations fail in random places, alike at every call.
+// without failure. Each is seen twice: as the first use in a process, which makes what is made once
+// and kept, and in a process where all that has been made. The text services are started before,
+// but for the scenario that starts them. Then come FAILURES (none in the short form) acts of each
+// scenario in which allocations fail in random places, alike at every call.
 //
 // Held after every act: it was done, or it failed by std::bad_alloc, by the exception with code 1
 // or as the scenario allows; it left what the scenario says; repeated with memory at hand it does
@@ -269,7 +270,10 @@ bool tried(Scenario const& scenario, Make const& make, Plan const& failing) {
     require(whole || code == badAlloc || code == outOfMemory || isAmong(scenario.failures) ||
                 (shared->first && isAmong(scenario.failuresToMake)),
             "it fails as stated", std::to_string(code), std::to_string(shared->code));
-    if (codesets() != shared->codesets) return noted(noCodesets);
+    if (codesets() != shared->codesets) {
+        require(scenario.startsCodesets, "the codesets stay");
+        return noted(noCodesets);
+    }
     std::string const left = trial ? stateOf(*trial) : shared->before;
     bool const isNew = left == shared->after;
     if (whole && scenario.left != Left::anything) {
@@ -350,13 +354,14 @@ bool sweepWarm(Scenario const& scenario, Make const& make, long failures) {
 // The first use in a process, and two more.
 bool triedFirst(Scenario const& scenario, Make const& make, Plan const& failing) {
     bool const isModel = failing.shortage == never;
+    if (!scenario.startsCodesets) codesets();
     if (isModel) learn(make);
     bool const some = tried(scenario, make, failing);
     if (!some && !isModel) return false;
     for (int i = 0; i < 2; ++i) tried(scenario, make, Plan());
     shared->plan = failing;
     awaitBlocks(isModel ? 0 : shared->blocks, isModel ? 20 : 500);
-    if (isModel) shared->blocks = liveBlocks;
+    if (isModel) shared->blocks = liveBlocks + scenario.keptStacks;
     require(liveBlocks <= shared->blocks, "no block is lost", std::to_string(liveBlocks),
             std::to_string(shared->blocks));
     return true;

@@ -30,6 +30,7 @@ struct Made {
 
 void addMaking(std::vector<Scenario>& all) {
     Uses<Made> const uses{all, [](Made& x) { return x.shown(); }};
+    uses("text services", {Z_DO(x.object.reset(new Local(text)))}).startsCodesets = true;
     uses("string construction",
          {Z_DO(x.object.reset(new Local(text))), Z_DO(x.object.reset(new Utf8(text, 250))),
           Z_DO(x.object.reset(new Local(Utf8(text)))),

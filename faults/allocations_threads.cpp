@@ -151,7 +151,8 @@ void addRuns(std::vector<Scenario>& all) {
     Uses<Place>{all}("thread object", {Z_DO(x.fill())}, {notPlaced});
     // A thread that could not be started is reported, and never runs.
     Uses<Pool>{all, [](Pool& x) { return x.shown(); }}("pool", {Z_DO(x.runAll())}, {},
-                                                       Left::anything);
+                                                       Left::anything)
+        .keptStacks = 3;
     Uses<Nothing>{all}("pool", {Z_DO(ZThreadPool_5_1 const pool(2, 1))});
 }
 
