@@ -48,6 +48,9 @@ if(Z_HARDENED)
     add_compile_options(-fstack-protector-strong -fstack-clash-protection -fcf-protection)
     add_link_options(LINKER:-z,relro,-z,now)
 endif()
+if(Z_BUILD_FUZZ)
+    add_compile_definitions(_GLIBCXX_ASSERTIONS)
+endif()
 # Nobody puts functions of their own in the place of a library's, so its calls to itself need no
 # detour. Relocations of a library to itself are packed: there is one for every virtual function.
 add_compile_options(-fno-semantic-interposition)

@@ -42,23 +42,29 @@ public:
         }
         return found;
     }
-    // Exactly these, with this mode.
+    // Exactly these, with this mode, and with a group that new files do not get by themselves where
+    // this process may give it.
     void lay(Files const& files, mode_t mode) const {
         for (auto const& entry : std::filesystem::directory_iterator(path_)) {
             std::filesystem::remove(entry);
         }
         for (auto const& [name, text] : files) {
             std::ofstream(*this / name, std::ios::binary) << text;
+            (void)!chown((*this / name).c_str(), static_cast<uid_t>(-1), otherGroup);
             chmod((*this / name).c_str(), mode);
         }
     }
-    // The widest that group and others may do with any file but `main`.
+    // The widest that group and others may do with any file but `main`; what another group than
+    // that of `main` may do counts as what others may.
     mode_t widestBeside(std::string const& main) const {
         mode_t widest = 0;
-        struct stat status;
+        struct stat status, own;
+        if (lstat((*this / main).c_str(), &own) != 0) own.st_gid = getegid();
         for (auto const& entry : std::filesystem::directory_iterator(path_)) {
             if (entry.path().filename() == main) continue;
-            if (lstat(entry.path().c_str(), &status) == 0) widest |= status.st_mode & 077;
+            if (lstat(entry.path().c_str(), &status) != 0) continue;
+            widest |= status.st_mode & 077;
+            if (status.st_gid != own.st_gid) widest |= (status.st_mode & 070) >> 3;
         }
         return widest;
     }
@@ -77,6 +83,8 @@ public:
     }
 
 private:
+    static constexpr gid_t otherGroup = 1234;
+
     std::string path_;
 };
 

@@ -289,6 +289,7 @@ private:
         }
         require(cutAt(text, a, padded(b, a)) >= 0 || cutAt(text, b, a) >= 0, name_, where,
                 "the text is no mixture of old and new");
+        require(std::max(a.size(), b.size()) > 4096, name_, where, "a text of one page is cut");
         ++figures_.cut;
         figures_.cutLoads += isLoaded;
     }
