@@ -125,7 +125,7 @@ public:
         lock.l_whence = SEEK_SET;
         if (fcntl(descriptor_, F_SETLK, &lock) == -1) {
             // Who holds it now stores in the file that was made here.
-            if (errno == EAGAIN || errno == EACCES) unlinks_ = false;
+            if (errno == EAGAIN) unlinks_ = false;
             fail("fcntl()");
         }
         if (reads) return;
