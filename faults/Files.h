@@ -59,12 +59,12 @@ public:
     mode_t widestBeside(std::string const& main) const {
         mode_t widest = 0;
         struct stat status, own;
-        if (lstat((*this / main).c_str(), &own) != 0) own.st_gid = getegid();
+        bool const hasMain = lstat((*this / main).c_str(), &own) == 0;
         for (auto const& entry : std::filesystem::directory_iterator(path_)) {
             if (entry.path().filename() == main) continue;
             if (lstat(entry.path().c_str(), &status) != 0) continue;
             widest |= status.st_mode & 077;
-            if (status.st_gid != own.st_gid) widest |= (status.st_mode & 070) >> 3;
+            if (hasMain && status.st_gid != own.st_gid) widest |= (status.st_mode & 070) >> 3;
         }
         return widest;
     }
