@@ -4,8 +4,8 @@
 // makes on its thread fails: alone ("once") or with all later ones ("lasting"), until an act passes
 // without failure. Each is seen twice: as the first use in a process, which makes what is made once
 // and kept, and in a process where all that has been made. The text services are started before,
-// but for the scenario that starts them. Then come FAILURES (none in the short form) acts of each
-// scenario in which allocations fail in random places, alike at every call.
+// but for the scenario that starts them. Then come FAILURES (none in the short form) acts,
+// shared by all scenarios, in which allocations fail in random places, alike at every call.
 //
 // Held after every act: it was done, or it failed by std::bad_alloc, by the exception with code 1
 // or as the scenario allows; it left what the scenario says; repeated with memory at hand it does
@@ -361,7 +361,7 @@ bool triedFirst(Scenario const& scenario, Make const& make, Plan const& failing)
     for (int i = 0; i < 2; ++i) tried(scenario, make, Plan());
     shared->plan = failing;
     awaitBlocks(isModel ? 0 : shared->blocks, isModel ? 20 : 500);
-    if (isModel) shared->blocks = liveBlocks + scenario.keptStacks;
+    if (isModel) shared->blocks = liveBlocks + scenario.keptByLibrary;
     require(liveBlocks <= shared->blocks, "no block is lost", std::to_string(liveBlocks),
             std::to_string(shared->blocks));
     return true;

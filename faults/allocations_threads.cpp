@@ -152,7 +152,7 @@ void addRuns(std::vector<Scenario>& all) {
     // A thread that could not be started is reported, and never runs.
     Uses<Pool>{all, [](Pool& x) { return x.shown(); }}("pool", {Z_DO(x.runAll())}, {},
                                                        Left::anything)
-        .keptStacks = 3;
+        .keptByLibrary = 3;
     Uses<Nothing>{all}("pool", {Z_DO(ZThreadPool_5_1 const pool(2, 1))});
 }
 

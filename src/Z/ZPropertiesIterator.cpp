@@ -229,6 +229,7 @@ void ZAbstractPropertyValuesIterator_5_1::removeValue() {
 ZAbstractPropertiesFactory_5_1::ZAbstractPropertiesFactory_5_1() : instances_(10, 0) {}
 
 ZAbstractPropertiesFactory_5_1::~ZAbstractPropertiesFactory_5_1() noexcept(false) {
+    if (instances_.isEmpty()) return;  // one that could not be made whole asks for no memory
     ZArrayList_5_1 names(10, 1);
     ZArrayList_5_1 stored(10, 0);
     instances_.listKeys(stored);
