@@ -38,7 +38,7 @@ def machine():
     model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
     versions = output_of("dpkg-query", "-W", "-f", "${Package} ${Version}, ", *PACKAGES).rstrip(", ")
     return (f"{datetime.date.today()}, {model[1] if model else platform.machine()}, "
-            f"Linux {platform.release()}, {output_of('g++', '--version').splitlines()[0]}.\n"
+            f"Linux {platform.release().split('-')[0]}, {output_of('g++', '--version').splitlines()[0]}.\n"
             f"Peers and tools: {versions}.")
 
 
