@@ -6,11 +6,10 @@
 // C library.
 //
 // Input: codeset, what to check, a number, the length of the second text; then two texts.
+#include <Z/ZLCString.h>
 #include <langinfo.h>
 #include <time.h>
 #include <wctype.h>
-
-#include <Z/ZLCString.h>
 
 #include <algorithm>
 #include <clocale>
