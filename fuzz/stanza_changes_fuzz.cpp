@@ -52,7 +52,7 @@ public:
         compare(properties_, model_, false);
         FUZZ_CHECK(listener_.heard.empty());
         StanzaModel readModel;
-        if (isThorough) readBack(readModel, mainFile, true);
+        if (isThorough) readBack(readModel, mainFile);
     }
 
 private:

@@ -398,7 +398,7 @@ inline void storeBoth(Properties& properties, StanzaModel& model, std::string co
 }
 
 // Reads back into fresh ones, which have to agree in everything. True when nothing is wrong.
-inline bool readBack(StanzaModel& model, std::string const& file, bool isDeep) {
+inline bool readBack(StanzaModel& model, std::string const& file, bool isDeep = true) {
     Properties properties(0);
     properties.setAttributes(1, nullptr);  // as one that keeps the layout from the first
     bool const isLoaded = loadBoth(properties, model, file);
