@@ -20,11 +20,21 @@ std::string const fileOfC = folder() + "/c1", fileOfClasses = folder() + "/p1";
 constexpr unsigned int untouched = 99;
 constexpr int leaves = -1;  // as an exception
 
+// The text with the name of the other database, the only difference of the two, also as the value
+// of its key; an input may have learned the name as well.
+std::string likeClasses(std::string text) {
+    std::string const own = folder() + "/c";
+    for (std::size_t at = 0; (at = text.find(own, at)) != std::string::npos;) {
+        text[at + own.size() - 1] = 'p';
+    }
+    return text;
+}
+
 std::string shown(std::optional<std::string> const& text) {
-    return text ? "=" + *text : "null";
+    return text ? "=" + likeClasses(*text) : "null";
 }
 std::string shown(char const* text) {
-    return text ? "=" + std::string(text) : "null";
+    return text ? "=" + likeClasses(text) : "null";
 }
 template <class Number>
 std::string shown(Number number) {
@@ -491,16 +501,6 @@ private:
         expectRefusal(reinterpret_cast<ZPROP_iter_handle*>(handle_));
         if (!iterators_.empty()) expectRefusal(reinterpret_cast<ZPROP_handle*>(iterators_[0]->c));
         expectRefusalOfNulls(handle_);
-    }
-
-    // The text with the name of the other database, the only difference of the two; an input may
-    // have learned the name as well.
-    static std::string likeClasses(std::string text) {
-        std::string const own = folder() + "/c";
-        for (std::size_t at = 0; (at = text.find(own, at)) != std::string::npos;) {
-            text[at + own.size() - 1] = 'p';
-        }
-        return text;
     }
 
     void store(char const* toC, char const* toClasses) {

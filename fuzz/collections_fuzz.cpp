@@ -299,6 +299,14 @@ private:
                 unsigned at = position_;
                 while (at < keys_.size() && keys_[at] != target.key) ++at;
                 FUZZ_CHECK(found == list_.get(at));
+                std::unique_ptr<ZObject_5_1> const clone(walk_.clone());
+                FUZZ_CHECK(static_cast<ZListIterator_5_1&>(*clone).indexOf() ==
+                           static_cast<int>(position_ - 1));
+                // The position, but not the list.
+                ZArrayList_5_1 const none(1, 0);
+                ZListIterator_5_1 elsewhere(none);
+                elsewhere = walk_;
+                FUZZ_CHECK(elsewhere.indexOf() == walk_.indexOf() && !elsewhere.getNext());
                 break;
             }
             default:

@@ -6,6 +6,7 @@
 //
 // Input: a few pairs that are set; which beginnings of the file are loaded, and up to which key;
 // then the file. Now and then it is moved, so that the end of the library's block falls into it.
+#include <Z/ZException.h>
 #include <Z/ZJavaProperties.h>
 #include <Z/ZLCString.h>
 #include <Z/ZUTF8String.h>
@@ -310,6 +311,13 @@ extern "C" int LLVMFuzzerTestOneInput(unsigned char const* bytes, std::size_t si
     Model model;
     fill(java, model, file, data);
     checkPairs(java, model);
+    bool isRefused = false;
+    try {
+        (void)java.clone();
+    } catch (ZAbstractNotImplementedException_5_1& e) {
+        isRefused = e.code() == 31;
+    }
+    FUZZ_CHECK(isRefused);
     std::string const stored = store(java, model, file);
 
     ZJavaProperties_5_1 again;

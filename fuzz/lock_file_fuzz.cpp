@@ -2,7 +2,8 @@
 //
 // Oracle: the protocol for one thread as a few numbers and the bytes of the file. After each
 // operation every accessor is compared, after the last one also the whole file and the record
-// locks, which are seen through a descriptor of its own, as another process would see them.
+// locks, which are seen through a descriptor of its own, as another process would see them. Locks
+// without a file, copies and the ways to make a lock have a model each.
 // Operations that would wait for the thread's own hold are left out; everything else must return.
 // At the end as many descriptors are open as before.
 //
@@ -13,6 +14,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -119,6 +122,7 @@ public:
     }
 
     void run(unsigned what, unsigned value) {
+        if (what >= 240) return runMore(what, value);
         switch (what % 12) {
             case 0:
             case 1:
@@ -158,6 +162,7 @@ public:
         FUZZ_CHECK(lock_->getSequence() == sequence_ && lock_->getLastSequence() == last_);
         FUZZ_CHECK(lock_->isCurrent() == (sequence_ == last_));
         FUZZ_CHECK((lock_->getFileHandle() != -1) == open_);
+        FUZZ_CHECK(lock_->getLockFileName() == fileName().c_str());
         FUZZ_CHECK(observer_.calls == calls_);
     }
 
@@ -166,7 +171,7 @@ public:
         FUZZ_CHECK(peer_.content() == *file_);
         int const data = state_ == write ? F_WRLCK : state_ == read ? F_RDLCK : F_UNLCK;
         FUZZ_CHECK(peer_.heldAt(0) == data);
-        FUZZ_CHECK(peer_.heldAt(4) == (open_ && state_ != read ? F_WRLCK : F_UNLCK));
+        FUZZ_CHECK(peer_.heldAt(4) == (open_ && gate_ ? F_WRLCK : F_UNLCK));
     }
 
     // Destroying a held lock is an error, and gives up everything all the same.
@@ -201,6 +206,7 @@ private:
         if (isNew) file_ = "";
         open_ = true;
         failed_ = !file_->empty() && file_->size() < 4;
+        gate_ = failed_ || mode == write;
         if (failed_) return "35 -1";
         std::int32_t const pid = getpid();
         put(4, &pid, 4);
@@ -255,6 +261,7 @@ private:
         readers_ = 0;
         writer_ = true;
         state_ = write;
+        gate_ = true;
         update_ = asked == write;
         ++calls_;
         announced_ = ZSequenceUpdate_5_1(sequence_, last_);
@@ -423,6 +430,177 @@ private:
         other.deleteObservers();
     }
 
+    void runMore(unsigned what, unsigned value) {
+        switch (what % 8) {
+            case 0:
+            case 1:
+                return range(value);
+            case 2:
+                return storedNumber(value);
+            case 3:
+                return fileNames(value);
+            case 4:
+            case 5:
+                return assign(value);
+            case 6:
+                return makers(value);
+            default:
+                withoutFile(value);
+        }
+    }
+
+    // Record locks of the caller's own, behind those of the protocol. They open the file.
+    void range(unsigned value) {
+        unsigned const start = 100 + 4 * (value / 8 % 8);
+        State const asked = std::array{unset, read, Lock::protect, write}[value % 4];
+        int const type = asked == unset ? F_UNLCK : asked == read ? F_RDLCK : F_WRLCK;
+        bool const isNew = !file_;
+        if (!open_) gate_ = false;
+        open_ = true;
+        if (isNew) file_ = "";
+        FUZZ_CHECK(lock_->lockFileRange(asked, start, 4) == 0);
+        if (isNew) FUZZ_CHECK(peer_.mode() == 02600);
+        FUZZ_CHECK(peer_.heldAt(start) == type);
+        FUZZ_CHECK(peer_.heldAt(start - 4) == F_UNLCK && peer_.heldAt(start + 4) == F_UNLCK);
+        FUZZ_CHECK(lock_->unlockFileRange(start, value & 4 ? 3 : 4) == 0);
+        FUZZ_CHECK(peer_.heldAt(start) == (value & 4 ? type : F_UNLCK));
+        FUZZ_CHECK(lock_->lockFileRange(unset, start, 4) == 0 && peer_.heldAt(start) == F_UNLCK);
+    }
+
+    void storedNumber(unsigned value) {
+        unsigned long number = value;
+        std::string expected = "35 " + std::to_string(EBADF);
+        if (open_) expected = file_->empty() || file_->size() >= 4 ? "" : "35 -1";
+        FUZZ_CHECK(outcome([&] { lock_->readSequenceNumber(&number); }) == expected);
+        FUZZ_CHECK(number == (expected.empty() ? stored() : value));
+        FUZZ_CHECK(outcome([&] { lock_->readSequenceNumber(nullptr); }) == "22");
+    }
+
+    // The new name is that of the next hold: only a free lock closes its file.
+    void fileNames(unsigned value) {
+        std::string const name = std::string(value % 4, 'x');
+        Lock const before(*lock_);
+        lock_->setLockFileName(value % 4 ? name.c_str() : nullptr);
+        FUZZ_CHECK(lock_->getLockFileName() == (fuzz::folder() + "/._zpl" + name).c_str());
+        FUZZ_CHECK(lock_->hash() == lock_->getLockFileName().hash() && !lock_->equals(before));
+        if (state_ == unset) open_ = false;
+        FUZZ_CHECK((lock_->getFileHandle() != -1) == open_);
+        lock_->setLockFileName("name");
+        FUZZ_CHECK(lock_->equals(before) && lock_->hash() == before.hash());
+        const_cast<Lock&>(before).deleteObservers();
+    }
+
+    // Name and numbers of another lock of the same file; refused while held.
+    void assign(unsigned value) {
+        Lock other("name", fuzz::folder().c_str());
+        other.setLastSequence(value);
+        other.setUpdate(value % 2);
+        FUZZ_CHECK(outcome([&] { *lock_ = *lock_.get(); }).empty());
+        std::string const expected = state_ == unset ? "" : "32 " + name(state_);
+        FUZZ_CHECK(outcome([&] { *lock_ = other; }) == expected);
+        if (state_ == unset) {
+            open_ = false;
+            sequence_ = 0;
+            last_ = value;
+            update_ = value % 2;
+            FUZZ_CHECK(lock_->getLockName() == "name");
+        }
+        Lock back("back");
+        back = *lock_;
+        FUZZ_CHECK(back.equals(*lock_) && back.getLockName() == lock_->getLockName());
+        FUZZ_CHECK(back.getLockDirName() == lock_->getLockDirName());
+        FUZZ_CHECK(back.getLockState() == unset && back.getFileHandle() == -1);
+        FUZZ_CHECK(back.getSequence() == sequence_ && back.getLastSequence() == last_);
+        FUZZ_CHECK((back.getUpdate() != 0) == update_ && back.countObservers() == 0);
+    }
+
+    template <class Made>
+    static void expectNames(Made const& made, std::string const& name, std::string const& dir) {
+        FUZZ_CHECK(made.getLockName() == name.c_str() && made.getLockDirName() == dir.c_str());
+        FUZZ_CHECK(made.getLockFileName() ==
+                   (dir + (dir.empty() ? "" : "/") + "._zpl" + name).c_str());
+        FUZZ_CHECK(made.getLockState() == unset && made.getSequence() == 0);
+        FUZZ_CHECK(made.getLastSequence() == invalid);
+    }
+    template <class Made>
+    static void make(std::string const& text) {
+        char const* const given = text.empty() ? nullptr : text.c_str();
+        Made const named(given), unnamed;
+        expectNames(named, text, ".");
+        expectNames(Made(given, nullptr), text, "");
+        expectNames(Made(given, fuzz::folder().c_str()), text, fuzz::folder());
+        std::string const own = unnamed.getLockName().getChars();
+        FUZZ_CHECK(own.size() == 6 && std::all_of(own.begin(), own.end(), [](char c) {
+                       return std::isalnum(static_cast<unsigned char>(c));
+                   }));
+        expectNames(unnamed, own, "");
+        FUZZ_CHECK(outcome([&] { Made refused(given, fileName().c_str()); }) == "22");
+    }
+    static void makers(unsigned value) {
+        std::string const text(value % 5, static_cast<char>('a' + value / 5 % 26));
+        make<Lock>(text);
+        make<ZStubProcessReadWriteFileLock_5_1>(text);
+        ZStubProcessReadWriteLock_5_1 const stub(text.empty() ? nullptr : text.c_str());
+        FUZZ_CHECK(stub.getLockName() == text.c_str());
+    }
+
+    // The same protocol with a stored number instead of a file, which is never made.
+    static void withoutFile(unsigned value) {
+        using Stub = ZStubProcessReadWriteFileLock_5_1;
+        Stub lock("stub", fuzz::folder().c_str());
+        State const mode = value % 2 ? write : read;
+        auto const first = static_cast<std::uint32_t>(value < 4 ? invalid - value : value);
+        lock.writeSequenceNumber(first | 1ul << 32);
+        FUZZ_CHECK(lock.lock(mode) == 0 && lock.getLockState() == mode && lock.isCurrent());
+        FUZZ_CHECK(lock.getReaderCount() == (mode == read) && lock.getSequence() == first);
+        std::unique_ptr<ZObject_5_1> const clone(lock.clone());
+        auto& other = static_cast<Stub&>(*clone);
+        FUZZ_CHECK(other.equals(lock) && other.getLockState() == unset);
+        FUZZ_CHECK(outcome([&] { lock = other; }) == "32 " + name(mode));
+        FUZZ_CHECK(outcome([&] { lock.incSequence(); }) == (mode == write ? "" : "32 read"));
+        FUZZ_CHECK(lock.unlock(value / 2 % 2) == 0 && lock.getLockState() == unset);
+        std::uint32_t last = first;
+        for (int i = mode == write ? 1 + static_cast<int>(value / 2 % 2) : 0; i > 0; --i) {
+            if (++last == invalid) last = 0;
+        }
+        unsigned long number = 0, former = 0;
+        lock.readSequenceNumber(&number);
+        other.readSequenceNumber(&former);
+        lock.readSequenceNumber(nullptr);
+        FUZZ_CHECK(number == last && lock.getLastSequence() == last && former == first);
+        other = lock;
+        other.readSequenceNumber(&former);
+        FUZZ_CHECK(former == last && other.getSequence() == last);
+        char block[4] = "abc";
+        lock.writeBytes(block, 0, 4);
+        lock.readBytes(block, value, 4);
+        FUZZ_CHECK(!lock.lockFile(write) && !lock.lockFileRange(write, 0, 4));
+        FUZZ_CHECK(!lock.unlockFileRange(0, 4) && !lock.unlockFile());
+        FUZZ_CHECK(std::strcmp(block, "abc") == 0 && lock.getLockState() == unset);
+        FUZZ_CHECK(access(lock.getLockFileName(), F_OK) != 0 && errno == ENOENT);
+        betweenThreads(value);
+    }
+
+    // Its state is the one asked for.
+    static void betweenThreads(unsigned value) {
+        State const asked = std::array{read, Lock::protect, write, write}[value % 4];
+        ZStubProcessReadWriteLock_5_1 lock("stub"), other;
+        FUZZ_CHECK((value & 4       ? lock.lock(asked)
+                    : value % 4 < 3 ? lock.lock(asked)
+                                    : lock.lock()) == 0);
+        for (State s : {unset, read, Lock::protect, write}) {
+            FUZZ_CHECK(lock.haveLock(s) == (s == asked));
+        }
+        std::unique_ptr<ZObject_5_1> const clone(lock.clone());
+        FUZZ_CHECK(static_cast<ZStubProcessReadWriteLock_5_1&>(*clone).getLockState() == unset);
+        FUZZ_CHECK(lock.unlock() == 0 && lock.getLockState() == unset);
+        FUZZ_CHECK(lock.getSequence() == (asked == write) && lock.isCurrent());
+        other = lock;
+        FUZZ_CHECK(other.equals(lock) && other.equals(*clone));
+        FUZZ_CHECK(other.getSequence() == lock.getSequence());
+        FUZZ_CHECK(outcome([&] { lock.unlock(); }) == "6 0");
+    }
+
     Peer peer_;
     Observer observer_;
     std::unique_ptr<Lock> lock_;
@@ -431,6 +609,7 @@ private:
     int readers_ = 0;
     bool writer_ = false;
     bool open_ = false;
+    bool gate_ = false;    // the bytes of the pid are held while the file is open
     bool failed_ = false;  // the thread's hold is all that the last take has left
     bool update_ = true;
     bool observing_ = false;

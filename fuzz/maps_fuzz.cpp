@@ -10,6 +10,7 @@
 #include <Z/ZMap.h>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <type_traits>
 #include <vector>
@@ -109,6 +110,32 @@ void check(Map const& map, Model const& model) {
     FUZZ_CHECK(!walk.hasMore() && walk.getNext() == nullptr);
 }
 
+// Copies of an iterator that has given `given` entries go on from there, each by itself.
+template <class Iterator, class Map>
+void checkCopies(Map& map, Model const& model, std::size_t given) {
+    std::vector<Entry> const expected = model.listed();
+    auto const goesOn = [&](Iterator& walk, std::size_t from) {
+        for (std::size_t i = from; i < expected.size(); ++i) {
+            FUZZ_CHECK(walk.hasMore());
+            checkObject(walk.getNext(), expected[i].key, expected[i].payload, model.owns);
+        }
+        FUZZ_CHECK(!walk.hasMore() && walk.getNext() == nullptr);
+    };
+    given = std::min(given, expected.size());
+    Iterator walk(map), assigned(map);
+    for (std::size_t i = 0; i < given; ++i) (void)walk.getNext();
+    Iterator copy(walk);
+    std::unique_ptr<ZObject_5_1> const clone(walk.clone());
+    assigned = walk;
+    assigned = *&assigned;
+    goesOn(walk, given);
+    goesOn(copy, given);
+    goesOn(assigned, given);
+    goesOn(static_cast<Iterator&>(*clone), given);
+    copy.reset();
+    goesOn(copy, 0);
+}
+
 template <class Map>
 void runOn(Map& map, Model& model, Map& other, Model const& theirs, Operation const& op) {
     constexpr bool isList = std::is_same_v<Map, ZArrayMap_5_1>;
@@ -153,11 +180,37 @@ void runOn(Map& map, Model& model, Map& other, Model const& theirs, Operation co
                         model.owns);
             std::unique_ptr<ZObject_5_1> const copy(map.clone());
             check(static_cast<Map const&>(*copy), model);
+            checkCopies<ZMapIterator_5_1>(map, model, static_cast<std::size_t>(entry.value + 1));
+            if constexpr (isList) {
+                checkCopies<ZArrayMapIterator_5_1>(map, model,
+                                                   static_cast<std::size_t>(entry.value + 1));
+            }
         }
     }
 }
 
 // ---- Keys with values; both may be null ----
+
+// One pair as an entry: it compares as its key does, once both have been hashed.
+void checkEntry(Entry const& one, Entry const& two, bool owns) {
+    ZKeyEntry_5_1 const first(given(one.key, one.payload), given(one.value, 0), owns);
+    ZKeyEntry_5_1 const second(given(two.key, two.payload), given(two.value, 0), owns);
+    auto const hashOf = [](int key) { return key == none ? 0 : Item::hashOf(key); };
+    if (one.key != none && two.key != none) {
+        FUZZ_CHECK(first.equals(second) == (one.key == two.key));
+        int const order = first.compare(second);
+        FUZZ_CHECK((order > 0) - (order < 0) == (one.key > two.key) - (one.key < two.key));
+    }
+    FUZZ_CHECK(first.hash() == hashOf(one.key) && second.hash() == hashOf(two.key));
+    FUZZ_CHECK(first.equals(second) == (one.key == two.key));
+    std::unique_ptr<ZObject_5_1> const clone(first.clone());
+    for (ZKeyEntry_5_1 const& each :
+         {std::cref(first), std::cref(static_cast<ZKeyEntry_5_1 const&>(*clone))}) {
+        checkObject(each.getKey(), one.key, one.payload, owns);
+        checkObject(each.getValue(), one.value, 0, owns);
+        FUZZ_CHECK(each.equals(second) == (one.key == two.key));
+    }
+}
 
 void check(ZHashKeyMap_5_1 const& map, Model const& model) {
     std::vector<Entry> const expected = model.listed();
@@ -211,6 +264,7 @@ void runOn(ZHashKeyMap_5_1& map, Model& model, ZHashKeyMap_5_1& other, Model con
             checkObject(map.getEntry(key), known ? known->value : none, 0, model.owns);
             std::unique_ptr<ZObject_5_1> const copy(map.clone());
             check(static_cast<ZHashKeyMap_5_1 const&>(*copy), model);
+            checkEntry(entry, known ? *known : Entry{entry.value, 0, entry.key}, model.owns);
         }
     }
 }

@@ -228,6 +228,48 @@ private:
     std::vector<std::vector<unsigned short>> texts_;
 };
 
+// The arguments as a call passes them to a function with an ellipsis: those for which there is a
+// register, and one block with all others, which comes to lie where they would.
+class Passed {
+public:
+    // `integers`: how many registers the named arguments leave.
+    Passed(Format const& format, Arguments const& arguments, std::size_t integers) {
+        std::size_t used = 0, reals = 0, bytes = 0;
+        for (std::size_t n = 1; n < arguments.values.size(); ++n) {
+            Value const& value = arguments.values[n];
+            Kind const kind = format.kinds[n];
+            if (kind == aDouble && reals < 8) {
+                real[reals++] = value.real;
+            } else if (kind != aDouble && kind != aLongDouble && used < integers) {
+                integer[used++] = value.integer;
+            } else {
+                std::size_t const size = kind == aLongDouble ? 16 : 8;
+                bytes = (bytes + size - 1) / size * size;
+                fits = bytes + size <= sizeof block;
+                if (!fits) return;
+                std::memcpy(reinterpret_cast<char*>(&block) + bytes, &value, size);
+                bytes += size;
+            }
+        }
+    }
+    int into(char* buf, int size, char const* format) const {
+        return zsnprintf_5_1(buf, size, format, integer[0], integer[1], integer[2], real[0],
+                             real[1], real[2], real[3], real[4], real[5], real[6], real[7], block);
+    }
+    int into(char** out, char const* format) const {
+        return zasprintf_5_1(out, format, integer[0], integer[1], integer[2], integer[3], real[0],
+                             real[1], real[2], real[3], real[4], real[5], real[6], real[7], block);
+    }
+    bool fits = true;
+
+private:
+    long long integer[4] = {};
+    double real[8] = {};
+    struct {
+        long double values[32] = {};
+    } block;
+};
+
 std::string printed(char const* format, ...) {
     static char buf[16384];
     va_list args;
@@ -387,6 +429,22 @@ private:
 
 constexpr char filler = '~';
 
+// The functions with an ellipsis against those with a list, of which the text is known.
+void checkPassed(Format const& parsed, char const* format, Arguments const& arguments,
+                 std::string const* text) {
+    Passed const few(parsed, arguments, 3), more(parsed, arguments, 4);
+    if (!few.fits) return;
+    int const length = text ? static_cast<int>(text->size()) : -1;
+    std::string buf(text ? text->size() + 2 : 2, filler);
+    FUZZ_CHECK(few.into(buf.data(), static_cast<int>(buf.size()) - 1, format) == length);
+    FUZZ_CHECK(buf.back() == filler && (!text || buf == *text + '\0' + filler));
+    char* block = buf.data();
+    FUZZ_CHECK(more.into(&block, format) == length);
+    FUZZ_CHECK((block != nullptr) == (text != nullptr));
+    FUZZ_CHECK(!text || View(block, text->size() + 1) == *text + '\0');
+    zasprintf_free_5_1(block);
+}
+
 void checkFailure(char const* format, Arguments const& arguments, bool untouched) {
     char buf[16];
     std::memset(buf, filler, sizeof buf);
@@ -518,7 +576,9 @@ extern "C" int LLVMFuzzerTestOneInput(unsigned char const* bytes, std::size_t si
         checkHuge(text.c_str(), arguments, expected.least);
     } else if (expected.failed) {
         checkFailure(text.c_str(), arguments, false);
+        checkPassed(format, text.c_str(), arguments, nullptr);
     } else {
+        checkPassed(format, text.c_str(), arguments, &expected.text);
         checkText(text.c_str(), arguments, expected, data.ConsumeIntegral<unsigned char>() > 240);
     }
     return 0;

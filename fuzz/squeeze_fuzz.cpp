@@ -224,6 +224,11 @@ void runBuffer(ZBuffer_5_1& buffer, std::string& model, ZBuffer_5_1& other, std:
             std::unique_ptr<ZObject_5_1> const copy(other.clone());
             FUZZ_CHECK(copy->equals(other) && copy->compare(buffer) == compare(theirs, model));
             FUZZ_CHECK(contentOf(static_cast<ZBuffer_5_1&>(*copy)) == theirs);
+            ZBuffer_5_1 const made(theirs.size(), theirs.data()), copied(made);
+            ZBuffer_5_1 const ofText(value % 2 ? text.c_str() : nullptr);
+            FUZZ_CHECK(contentOf(made) == theirs && contentOf(copied) == theirs);
+            FUZZ_CHECK(made.getBuffer() != theirs.data() || theirs.empty());
+            FUZZ_CHECK(contentOf(ofText) == (value % 2 ? text.c_str() + std::string(1, '\0') : ""));
             break;
         }
         default: {

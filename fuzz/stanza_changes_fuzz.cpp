@@ -1,6 +1,6 @@
 // Changes of a stanza file, plain and obfuscated, against the model: each is accepted or refused
-// alike, what is stored is the model's text to the byte and its records in order, and a fresh
-// instance reads all of it back.
+// alike and told to an observer, what is stored is the model's text to the byte and its records in
+// order, and a fresh instance reads all of it back.
 // stanza_script.h says how inputs are written.
 #include "stanza_compare.h"
 #include "stanza_script.h"
@@ -11,6 +11,24 @@ using namespace fuzz;
 
 std::string const mainFile = folder() + "/changes", second = folder() + "/second";
 
+// Spells what it hears as the model does. What it is told of is done by then.
+struct Listener : ZObserverInterface_5_1 {
+    explicit Listener(Properties& subject) : properties(subject) {}
+    void observableChanged(ZObservableInterface_5_1* subject,
+                           ZObservedParm_5_1 const& announcement) override {
+        auto const& change = static_cast<ZPropertyChanged_5_1 const&>(announcement);
+        char const *const s = change.getStanza(), *const k = change.getKey();
+        FUZZ_CHECK(subject == &properties && properties.isModified());
+        FUZZ_CHECK(change.getStyle() == ZPropertyChanged_5_1::STANZA);
+        FUZZ_CHECK((k ? properties.exists(s, k) : properties.exists(s)) ==
+                   (change.getChangeType() != ZPropertyChanged_5_1::DELETED));
+        FUZZ_CHECK(!k || *k);
+        heard.push_back(shownNotice(change.getChangeType(), s, k ? k : ""));
+    }
+    Properties& properties;
+    Texts heard;
+};
+
 class Changes {
 public:
     explicit Changes(std::string const& text) {
@@ -18,10 +36,27 @@ public:
             unlink((folder() + name).c_str());
         }
         writeFile(mainFile, text);
+        properties_.addObserver(&listener_);
         loadBoth(properties_, model_, mainFile);
     }
 
     void make(Change const& change) {
+        act(change);
+        FUZZ_CHECK(listener_.heard == (properties_.countObservers() ? model_.notices : Texts()));
+        listener_.heard.clear();
+        model_.notices.clear();
+    }
+
+    void finish(bool isThorough) {
+        store(mainFile);
+        compare(properties_, model_, false);
+        FUZZ_CHECK(listener_.heard.empty());
+        StanzaModel readModel;
+        if (isThorough) readBack(readModel, mainFile);
+    }
+
+private:
+    void act(Change const& change) {
         stanza_ = change.stanza;
         key_ = change.key;
         std::string const& text = change.text;
@@ -29,13 +64,9 @@ public:
         auto const number = static_cast<unsigned int>(text.size());
         switch (change.action) {
             case 's':
-                return both(model_.setValue(stanza_, key_, text, false),
-                            [&] { properties_.setValue(s, k, t); });
             case 'S':
-                return both(model_.setValue(stanza_, key_, text, true), [&] {
-                    if (!isAscii(text)) return properties_.setValue(s, k, t, 1);
-                    properties_.setValue(s, k, ZUTF8ConstString_5_1(t), 1);
-                });
+                return both(model_.setValue(stanza_, key_, text, change.action == 'S'),
+                            [&] { setAs(number, s, k, text, change.action == 'S'); });
             case 'i':
                 if (change.namesDatabase()) return;  // there is no such file
                 return both(model_.setValue(stanza_, key_, std::to_string(number), false),
@@ -45,11 +76,9 @@ public:
                 return both(model_.setValue(stanza_, key_, number % 2 ? "yes" : "no", false),
                             [&] { properties_.setBooleanValue(s, k, number % 2 != 0); });
             case 'a':
-                return both(model_.addValues(stanza_, key_, {text}, false),
-                            [&] { properties_.addValue(s, k, t, 0); });
             case 'A':
-                return both(model_.addValues(stanza_, key_, {text}, true),
-                            [&] { properties_.addValue(s, k, ZLCConstString_5_1(t), 1); });
+                return both(model_.addValues(stanza_, key_, {text}, change.action == 'A'),
+                            [&] { addAs(number, s, k, text, change.action == 'A'); });
             case 'm':
             case 'M':
                 return addList(change.namesDatabase() ? Texts{text} : split(text, ','),
@@ -76,6 +105,14 @@ public:
                 return store(second);
             case 'r':
                 return reload();
+            case 'p':
+                return print(number % 2 ? second : mainFile);
+            case 'x':
+                model_.isModified = number % 2;
+                return number % 2 ? properties_.setModified() : properties_.resetModified();
+            case 'o':
+                if (number % 2) return properties_.addObserver(&listener_);
+                return properties_.deleteObserver(&listener_);
             case '?':
             case '!':
                 return compare(properties_, model_, change.action == '!');
@@ -84,14 +121,42 @@ public:
         }
     }
 
-    void finish(bool isThorough) {
-        store(mainFile);
-        compare(properties_, model_, false);
-        StanzaModel readModel;
-        if (isThorough) readBack(readModel, mainFile);
+    // One of the forms of a text, of those in the local codeset when it is not plain ASCII.
+    void setAs(unsigned int form, char const* s, char const* k, std::string const& text,
+               bool hidden) {
+        char const* const t = text.c_str();
+        switch (isAscii(text) ? form % 6 : form % 4) {
+            case 0:
+                return hidden ? properties_.setValue(s, k, t, 1) : properties_.setValue(s, k, t);
+            case 1:
+                return properties_.setValue(s, k, t, hidden);
+            case 2:
+                return properties_.setValue(s, k, ZLCString_5_1(t), hidden);
+            case 3:
+                return properties_.setValue(s, k, ZLCConstString_5_1(t), hidden);
+            case 4:
+                return properties_.setValue(s, k, ZUTF8String_5_1(t), hidden);
+            default:
+                return properties_.setValue(s, k, ZUTF8ConstString_5_1(t), hidden);
+        }
+    }
+    void addAs(unsigned int form, char const* s, char const* k, std::string const& text,
+               bool hidden) {
+        char const* const t = text.c_str();
+        switch (isAscii(text) ? form % 5 : form % 3) {
+            case 0:
+                return properties_.addValue(s, k, t, hidden);
+            case 1:
+                return properties_.addValue(s, k, ZLCString_5_1(t), hidden);
+            case 2:
+                return properties_.addValue(s, k, ZLCConstString_5_1(t), hidden);
+            case 3:
+                return properties_.addValue(s, k, ZUTF8String_5_1(t), hidden);
+            default:
+                return properties_.addValue(s, k, ZUTF8ConstString_5_1(t), hidden);
+        }
     }
 
-private:
     template <class Work>
     void both(bool isAccepted, Work const& work) {
         FUZZ_CHECK(outcomeOf(work) == (isAccepted ? Outcome::done : Outcome::refused));
@@ -107,13 +172,27 @@ private:
              [&] { properties_.addValues(stanza_.c_str(), key_.c_str(), list, hidden); });
     }
 
-    // ">" next, "-" remove, "=x" change to x, "+x" add x; "_" is the empty text.
+    // ">" next, "-" remove, "=x" change to x, "+x" add x; "_" is the empty text. "P" or "O" in
+    // front asks for plain or obfuscated values, else both will do.
     void walk(std::string const& script) {
         if (stanza_.empty() || key_.empty()) return;
+        using Values = ZStanzaValueIterator_5_1;
         StanzaModel::Values const* const held = model_.find(stanza_, key_);
-        StanzaModel::Walk plain{model_, stanza_, key_, held && held->isHidden()};
-        ZStanzaValueIterator_5_1 values(properties_, stanza_.c_str(), key_.c_str(), ZPropLCString,
-                                        ZStanzaValueIterator_5_1::ANY);
+        Values::ZPropIter_valtype kind = Values::ANY;
+        bool hidden = held && held->isHidden();
+        if (script[0] == 'P' || script[0] == 'O') {
+            hidden = script[0] == 'O';
+            kind = hidden ? Values::OBFUSCATED : Values::PLAIN;
+        }
+        StanzaModel::Walk plain{model_, stanza_, key_, hidden};
+        std::optional<Values> made;
+        bool const isAllowed = kind == Values::ANY || model_.allows(stanza_, key_, hidden);
+        both(isAllowed, [&] {
+            made.emplace(properties_, stanza_.c_str(), key_.c_str(),
+                         isAscii(script) ? ZPropUTF8String : ZPropLCString, kind);
+        });
+        if (!isAllowed) return;
+        Values& values = *made;
         for (std::size_t i = 0; i < script.size(); ++i) {
             char const action = script[i];
             bool const isText = (action == '=' || action == '+') && i + 1 < script.size();
@@ -125,6 +204,9 @@ private:
                 std::string const* const next = plain.next();
                 FUZZ_CHECK(values.hasMore() == (next != nullptr));
                 if (next) FUZZ_CHECK(sameText(values.nextValue(), *next));
+                if (!next) {
+                    FUZZ_CHECK(outcomeOf([&] { values.nextValue(); }) == Outcome::iterator);
+                }
             } else if (action == '-' || action == '=') {
                 bool const isValid = plain.isValid();
                 bool const isDone = action == '-' ? plain.remove() : plain.change(text);
@@ -159,6 +241,15 @@ private:
         }
     }
 
+    // The text for `file`, with nothing stored or changed.
+    void print(std::string const& file) {
+        std::optional<std::string> const before = readFile(file);
+        StanzaModel copy = model_;
+        copy.prepareStore(file);
+        FUZZ_CHECK(writtenText(properties_, file.c_str()) == copy.text());
+        FUZZ_CHECK(readFile(file) == before && properties_.isModified() == model_.isModified);
+    }
+
     void reload() {
         StanzaModel fresh;
         fresh.isModified = model_.isModified;
@@ -173,6 +264,7 @@ private:
         std::string name, main;
     };
     Properties properties_{1};
+    Listener listener_{properties_};
     StanzaModel model_;
     std::optional<Known> known_;
     std::string stanza_, key_;

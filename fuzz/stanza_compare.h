@@ -7,6 +7,8 @@
 
 #include <cctype>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <set>
 
 #include "stanza_model.h"
@@ -115,6 +117,25 @@ inline bool isBoolean(std::string text, bool& truth) {
     return truth || no.count(text) != 0;
 }
 
+// ---- texts ----
+
+// The text that `work` writes to the stream it is given.
+template <class Work>
+std::string streamed(Work const& work) {
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* const out = open_memstream(&text, &size);
+    work(out);
+    std::fclose(out);
+    std::string const result(text, size);
+    std::free(text);
+    return result;
+}
+
+inline std::string writtenText(Properties& properties, char const* file) {
+    return streamed([&](std::FILE* out) { properties.writeText(file, out); });
+}
+
 // ---- the walk ----
 
 // `isDeep`: by every accessor, also those that make the store hand out its own lists, and with
@@ -136,10 +157,31 @@ public:
         for (auto const& [name, stanza] : model_.stanzas) {
             if (!name.empty()) one(name, stanza);
         }
-        if (isDeep_) failures();
+        if (!isDeep_) return;
+        list(names);
+        failures();
     }
 
 private:
+    // Stanzas are listed in the order of `names`.
+    void list(ZArrayList_5_1 const& names) {
+        std::string expected;
+        for (unsigned int i = 0; i < names.size(); ++i) {
+            std::string const name = static_cast<ZLCString_5_1*>(names.get(i))->getChars();
+            expected += "\n[" + name + "]\n";
+            for (std::string const& key : model_.stanzas[name].keys) {
+                Texts const& values = model_.find(name, key)->either();
+                for (std::string const& value : values) expected += key + " = " + value + "\n";
+                if (values.empty()) expected += key + " =\n";
+            }
+        }
+        FUZZ_CHECK(expected == streamed([&](std::FILE* out) {
+                       std::FILE* const usual = std::exchange(stdout, out);
+                       properties_.list();
+                       stdout = usual;
+                   }));
+    }
+
     void one(std::string const& name, StanzaModel::Stanza const& stanza) {
         char const* const chars = name.c_str();
         FUZZ_CHECK(properties_.count(chars) == static_cast<int>(stanza.keys.size()));
@@ -153,22 +195,47 @@ private:
         FUZZ_CHECK(properties_.exists(chars) == 1);
         pairs(name, stanza);
         iterate(name, stanza);
-        if (name.find('.') == std::string::npos) return;
+        if (name.find('.') == std::string::npos) {
+            if (std::exchange(noDotSeen_, true)) return;
+            FUZZ_CHECK(outcomeOf([&] { properties_.numValues(chars); }) == Outcome::refused);
+            FUZZ_CHECK(outcomeOf([&] { properties_.isObfuscated(chars); }) == Outcome::refused);
+            return;
+        }
         StanzaModel::Values const* const dotted = model_.find(name, name.substr(name.find('.')));
         FUZZ_CHECK(properties_.numValues(chars) ==
                    (dotted ? static_cast<int>(dotted->either().size()) : 0));
+        FUZZ_CHECK(properties_.isObfuscated(chars) == (dotted && dotted->isHidden()));
     }
 
     void pairs(std::string const& name, StanzaModel::Stanza const& stanza) {
         ZPropertiesKVList_5_1 pairs(ZPropUTF8String);
         properties_.getStanza(name.c_str(), pairs);
-        FUZZ_CHECK(pairs.getItemCount() == static_cast<int>(stanza.keys.size()));
-        for (std::size_t i = 0; i < stanza.keys.size(); ++i) {
-            Texts const& values = stanza.values.at(stanza.keys[i]).either();
-            int const at = static_cast<int>(i);
-            FUZZ_CHECK(sameUtf8(pairs.getItemKey(at), stanza.keys[i]));
-            FUZZ_CHECK(sameUtf8(pairs.getItemValue(at), values.empty() ? "" : values[0]));
+        FUZZ_CHECK(samePairs(pairs, stanza, sameUtf8));
+        std::unique_ptr<ZObject_5_1> const clone(pairs.clone());
+        ZPropertiesKVList_5_1 const copy(pairs);
+        ZPropertiesKVList_5_1 whole;
+        ZStzFileItem_5_1 item = {
+            ZStzFileItem_5_1::wholeStanza, name.c_str(), nullptr, 0, &whole, {}};
+        properties_.getItems(&item, 1);
+        FUZZ_CHECK(samePairs(whole, stanza, sameText));
+        pairs = whole;  // stays one of UTF-8
+        whole.clear();
+        FUZZ_CHECK(whole.getItemCount() == 0 && samePairs(pairs, stanza, sameUtf8));
+        pairs.clear();
+        FUZZ_CHECK(samePairs(copy, stanza, sameUtf8));
+        FUZZ_CHECK(samePairs(static_cast<ZPropertiesKVList_5_1&>(*clone), stanza, sameUtf8));
+    }
+
+    template <class Same>
+    static bool samePairs(ZPropertiesKVList_5_1 const& pairs, StanzaModel::Stanza const& stanza,
+                          Same same) {
+        int at = 0;
+        for (std::string const& key : stanza.keys) {
+            Texts const& values = stanza.values.at(key).either();
+            if (!pairs.getItemKey(at) || !same(pairs.getItemKey(at), key)) return false;
+            if (!same(pairs.getItemValue(at++), values.empty() ? "" : values[0])) return false;
         }
+        return pairs.getItemCount() == at && !pairs.getItemKey(at) && !pairs.getItemValue(-1);
     }
 
     void one(std::string const& stanzaName, std::string const& keyName) {
@@ -185,13 +252,16 @@ private:
         FUZZ_CHECK(properties_.checkAccess(stanza, key, held.isHidden()) == held.isHidden());
         std::string const first = values.empty() ? "other" : values[0];
         ZLCString_5_1 text;
+        local.removeAll();
         ZStzFileItem_5_1 items[] = {
             {ZStzFileItem_5_1::textValue, stanza, key, 0, &text, "other"},
             {ZStzFileItem_5_1::utf8Values, stanza, key, 0, &converted, {}},
+            {ZStzFileItem_5_1::localValues, stanza, key, 0, &local, {}},
         };
-        properties_.getItems(items, 2);
+        properties_.getItems(items, 3);
         FUZZ_CHECK(sameText(&text, first));
         FUZZ_CHECK(sameList(&converted, values, sameUtf8));
+        FUZZ_CHECK(sameList(&local, values, sameText));
         conversions(stanza, key, values);
         FUZZ_CHECK(sameList(properties_.get(stanza, key), values, sameText));
         iterate(stanza, key, values);
@@ -207,6 +277,9 @@ private:
             unsigned int const expected = values.empty() ? 7 : number;
             FUZZ_CHECK(found == number);
             FUZZ_CHECK(properties_.getIntegerValue(stanza, key, 0, 7) == expected);
+            ZStzFileItem_5_1 item = {ZStzFileItem_5_1::integerValue, stanza, key, 0, &found, 7u};
+            properties_.getItems(&item, 1);
+            FUZZ_CHECK(found == expected);
         } else if (!std::exchange(noNumberSeen_, true)) {
             FUZZ_CHECK(outcomeOf([&] { properties_.getIntegerValue(stanza, key, 1, 0); }) ==
                        Outcome::noNumber);
@@ -217,8 +290,12 @@ private:
         FUZZ_CHECK(Properties::convertToBoolean(text.c_str(), truthFound) == isTruth);
         if (isTruth) {
             FUZZ_CHECK(truthFound == truth);
-            FUZZ_CHECK(properties_.getBooleanValue(stanza, key, 0, 7) ==
-                       (values.empty() ? 7 : truth));
+            int const expected = values.empty() ? -7 : truth;
+            FUZZ_CHECK(properties_.getBooleanValue(stanza, key, 0, -7) == expected);
+            ZStzFileItem_5_1 item = {
+                ZStzFileItem_5_1::booleanValue, stanza, key, 0, &truthFound, -7};
+            properties_.getItems(&item, 1);
+            FUZZ_CHECK(truthFound == expected);
         } else if (!std::exchange(noBooleanSeen_, true)) {
             FUZZ_CHECK(outcomeOf([&] { properties_.getBooleanValue(stanza, key, 1, 0); }) ==
                        Outcome::noBoolean);
@@ -262,6 +339,17 @@ private:
             FUZZ_CHECK(sameUtf8(&text, value));
         }
         FUZZ_CHECK(!local.hasMore() && !utf8.hasMore());
+        bool const hidden = model_.find(stanza, key)->isHidden();
+        auto const ofKind = [&](bool wantsHidden) {
+            ZStanzaValueIterator_5_1 const all(properties_, stanza, key, ZPropLCString,
+                                               wantsHidden ? ZStanzaValueIterator_5_1::OBFUSCATED
+                                                           : ZStanzaValueIterator_5_1::PLAIN);
+            FUZZ_CHECK(all.valueCount() == static_cast<int>(values.size()));
+        };
+        ofKind(hidden);
+        if (!values.empty() && std::exchange(otherKindSeen_[hidden], true)) return;
+        FUZZ_CHECK(outcomeOf([&] { ofKind(!hidden); }) ==
+                   (values.empty() ? Outcome::done : Outcome::refused));
     }
 
     // Of what is not there.
@@ -273,13 +361,19 @@ private:
         FUZZ_CHECK(properties_.get("absent", "k") == nullptr);
         FUZZ_CHECK(properties_.keyNames("absent") == nullptr);
         ZStanzaIterator_5_1 const keys(properties_, "absent");
+        ZStanzaIterator_5_1 none(properties_);
         FUZZ_CHECK(!keys.hasMore() && keys.keyCount() == 0);
+        FUZZ_CHECK(!none.hasMore() && none.keyCount() == 0);
+        FUZZ_CHECK(outcomeOf([&] { none.nextEntry(); }) == Outcome::iterator);
+        FUZZ_CHECK(outcomeOf([&] { properties_.isObfuscated("absent"); }) == Outcome::refused);
+        FUZZ_CHECK(!properties_.clone());
     }
 
     Properties& properties_;
     StanzaModel& model_;
     bool isDeep_;
     bool noNumberSeen_ = false, noBooleanSeen_ = false, missingSeen_ = false;
+    bool noDotSeen_ = false, otherKindSeen_[2] = {};
 };
 
 inline void compare(Properties& properties, StanzaModel& model, bool isDeep) {
@@ -304,10 +398,20 @@ inline void storeBoth(Properties& properties, StanzaModel& model, std::string co
 }
 
 // Reads back into fresh ones, which have to agree in everything. True when nothing is wrong.
-inline bool readBack(StanzaModel& model, std::string const& file) {
-    Properties properties(1);
+inline bool readBack(StanzaModel& model, std::string const& file, bool isDeep = true) {
+    Properties properties(0);
+    properties.setAttributes(1, nullptr);  // as one that keeps the layout from the first
     bool const isLoaded = loadBoth(properties, model, file);
-    compare(properties, model, true);
+    compare(properties, model, isDeep);
+    std::string text;
+    Outcome const outcome = outcomeOf([&] {
+        Properties loaded(file.c_str(), 1);
+        text = writtenText(loaded, nullptr);
+    });
+    FUZZ_CHECK((outcome == Outcome::done) == isLoaded);
+    StanzaModel stored = model;
+    stored.prepareStore(file);
+    FUZZ_CHECK(!isLoaded || text == stored.text());
     return isLoaded;
 }
 

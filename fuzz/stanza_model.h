@@ -98,6 +98,10 @@ inline bool fitsKey(std::string const& name) {
 constexpr char databaseStanza[] = "configuration-database";
 constexpr char databaseKey[] = "file";
 
+inline std::string shownNotice(int type, std::string const& stanza, std::string const& name) {
+    return std::to_string(type) + " [" + stanza + "] " + name;
+}
+
 struct StanzaModel {
     enum Kind { comment, blank, head, key };
     struct Line {
@@ -125,6 +129,7 @@ struct StanzaModel {
     std::vector<Name> hiddenKeys;  // in the order in which they were set
     std::string database;          // its name; empty when there is none
     bool isModified = false;
+    Texts notices;  // what observers have to hear of, as shownNotice() spells it
 
     bool has(std::string const& stanza) const { return stanzas.count(stanza) != 0; }
     Values* find(std::string const& stanza, std::string const& name) {
@@ -215,15 +220,20 @@ struct StanzaModel {
 
     // ---- writing ----
 
+    // What is written for a line: as many as a key has values. `stanza` is that of the line before.
+    Texts written(Line const& line, std::string& stanza) {
+        if (line.kind == head) return {"[" + (stanza = line.text) + "]"};
+        if (line.kind != key) return {line.text};
+        Values const& values = *find(stanza, line.text);
+        if (values.either().empty()) return {line.text + " ="};
+        Texts all;
+        for (auto const& value : values.plain) all.push_back(line.text + " = " + value);
+        return all;
+    }
     std::string text() {
         std::string out, stanza;
         for (Line const& line : lines) {
-            if (line.kind == head) out += "[" + (stanza = line.text) + "]\n";
-            if (line.kind == comment || line.kind == blank) out += line.text + "\n";
-            if (line.kind != key) continue;
-            Values const& values = *find(stanza, line.text);
-            for (auto const& value : values.plain) out += line.text + " = " + value + "\n";
-            if (values.either().empty()) out += line.text + " =\n";
+            for (auto const& text : written(line, stanza)) out += text + "\n";
         }
         return out;
     }
@@ -332,6 +342,12 @@ struct StanzaModel {
         eraseHiddenKey({stanza, name});
     }
 
+    // A change of a whole stanza is announced without a key; none of a name that is empty is made.
+    bool announce(int type, std::string const& stanza, std::string const& name = "") {
+        notices.push_back(shownNotice(type, stanza, name));
+        return isModified = true;
+    }
+
     // What follows is what callers do. False: refused, with nothing changed.
 
     bool allows(std::string const& stanza, std::string const& name, bool hidden) {
@@ -346,21 +362,21 @@ struct StanzaModel {
         }
         if (!value.empty() && !allows(stanza, name, hidden)) return false;
         addLine(stanza, name, value, hidden);
-        return isModified = true;
+        return announce(2, stanza, name);
     }
     bool deleteKey(std::string const& stanza, std::string const& name) {
         if (stanza.empty() || name.empty()) return false;
         eraseKey(stanza, name);
-        return isModified = true;
+        return announce(1, stanza, name);
     }
     bool addStanza(std::string const& stanza) {
         if (!fitsStanza(stanza)) return false;
         addHead(stanza);
-        return isModified = true;
+        return announce(0, stanza);
     }
     bool deleteStanza(std::string const& stanza) {
         if (stanza.empty()) return false;
-        isModified = true;
+        announce(1, stanza);
         if (!has(stanza)) return true;
         for (std::string const& name : Texts(stanzas[stanza].keys)) eraseKey(stanza, name);
         if (std::size_t const first = firstLine(stanza)) erase(first - 1, endOfLines(first));

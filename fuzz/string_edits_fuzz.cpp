@@ -157,10 +157,10 @@ private:
                 if (a.chars != s.getChars()) m.set(a.text);
                 return;
             case 2:
-                s.append(a.chars);
+                FUZZ_CHECK(&(d & 1 ? s.append(a.chars) : s += a.chars) == &s);
                 return m.append(a.text);
             case 3:
-                s.append(c);
+                FUZZ_CHECK(&(d & 1 ? s.append(c) : s += c) == &s);
                 return m.append({c});
             case 4: {
                 unsigned const bytes = std::min(n, sizeOf(a.text));

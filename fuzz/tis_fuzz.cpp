@@ -2,12 +2,18 @@
 //
 // Oracle: each function once more as a plain loop over units: the characters and stray bytes into
 // which codesets.h takes a text apart. Texts lie with their terminator at an unreadable page, or so
-// many bytes before it, so that none is read past its end.
+// many bytes before it, so that none is read past its end. Dates and formats are those of the
+// C library.
 //
 // Input: codeset, what to check, a number, the length of the second text; then two texts.
+#include <Z/ZLCString.h>
+#include <langinfo.h>
+#include <time.h>
 #include <wctype.h>
 
 #include <algorithm>
+#include <clocale>
+#include <cstdarg>
 #include <map>
 
 #include "codesets.h"
@@ -289,6 +295,64 @@ void checkComparison(Case& c) {
     FUZZ_CHECK(tis_strnicmp(c.handle, turkic, c.s, c.t, c.n) == compare(one, two, true));
 }
 
+// The folder is kept and read nowhere; the names of the process's locale stay.
+void checkNames(Case const& c) {
+    FUZZ_CHECK(zset_cs_dir_5_1(c.s) == 0 && zset_cs_dir_5_1(nullptr) == 0);
+    FUZZ_CHECK(tis_set_dir(c.t) == 0 && tis_set_dir(nullptr) == -1);
+    static std::string const locale = std::setlocale(LC_CTYPE, nullptr);
+    static std::string const codeset = nl_langinfo(CODESET);
+    char canonical[512];
+    FUZZ_CHECK(tis_canonical_loc(locale.c_str(), canonical, sizeof canonical) == 0);
+    FUZZ_CHECK(zgetlocale_5_1() == std::string(canonical));
+    FUZZ_CHECK(zgetLocalCodesetName_5_1() == codeset);
+    ZLCString_5_1 name(c.s);
+    FUZZ_CHECK(ZGetLocale(name) == 0 && name == canonical);
+}
+
+// The library functions know no codesets here: the C library's own answers.
+void checkDate(Case& c) {
+    struct tm expected = {}, got = {}, other = {};
+    char const* const end = strptime(c.s, c.t, &expected);
+    FUZZ_CHECK(tis_strptime(c.handle, c.s, c.t, &got) == end);
+    FUZZ_CHECK(zstrptime_5_1(c.handle, c.s, c.t, &other) == end);
+    FUZZ_CHECK(std::memcmp(&got, &expected, sizeof got) == 0);
+    FUZZ_CHECK(std::memcmp(&other, &expected, sizeof other) == 0);
+    FUZZ_CHECK(tis_strptime(c.handle, nullptr, c.t, &got) == nullptr);
+    FUZZ_CHECK(tis_strptime(c.handle, c.s, nullptr, &got) == nullptr);
+    FUZZ_CHECK(zstrptime_5_1(c.handle, c.s, c.t, nullptr) == nullptr);
+}
+
+int writtenTo(Case const& c, char* buf, char const* format, ...) {
+    va_list args;
+    va_start(args, format);
+    int const length = tis_vsprintf(c.handle, buf, format, args);
+    va_end(args);
+    return length;
+}
+
+// Into just the room that the text takes; the second text lies between two numbers.
+void checkFormat(Case& c) {
+    std::string literal;
+    for (char const byte : c.one) literal.append(byte == '%' ? 2 : 1, byte);
+    std::string const format = "%d" + literal + "%-*.*s|%x";
+    std::string shown(c.two.substr(0, static_cast<unsigned>(c.n) / 4));
+    if (shown.size() < static_cast<unsigned>(c.n)) shown.resize(static_cast<unsigned>(c.n), ' ');
+    char hex[16];
+    std::snprintf(hex, sizeof hex, "|%x", c.n * 0x1001);
+    std::string const expected = std::to_string(-c.n) + std::string(c.one) + shown + hex;
+    auto const length = static_cast<int>(expected.size());
+    auto const into = [&](char* buf) {
+        return writtenTo(c, buf, format.c_str(), -c.n, c.n, c.n / 4, c.t, c.n * 0x1001);
+    };
+    static fuzz::Guarded place;
+    char* const to = place.putString(expected);
+    std::memset(to, '~', expected.size() + 1);
+    FUZZ_CHECK(into(nullptr) == length);
+    FUZZ_CHECK(into(to) == length && to == expected);
+    FUZZ_CHECK(writtenTo(c, to, nullptr) == 0 && (length == 0 || *to == 0));
+    checkNames(c);
+}
+
 View upToNul(View text) {
     return text.substr(0, text.find('\0'));
 }
@@ -302,9 +366,9 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     if (size < 4 || size > 400) return 0;
-    static void (*const checks[])(Case&) = {checkCharacters, checkWide,      checkSearches,
-                                            checkSpans,      checkTokens,    checkCopies,
-                                            checkCase,       checkComparison};
+    static void (*const checks[])(Case&) = {
+        checkCharacters, checkWide, checkSearches,   checkSpans, checkTokens,
+        checkCopies,     checkCase, checkComparison, checkDate,  checkFormat};
     std::vector<Codeset const*> const& all = fuzz::codesets();
     View const texts(reinterpret_cast<char const*>(data) + 4, size - 4);
     std::size_t const split = std::min<std::size_t>(data[3] % 64, texts.size());
@@ -313,6 +377,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     std::size_t const gap = data[1] / 8;
     Case c = {*all[data[0] % all.size()], one, two, data[2], firstPlace.putString(one, gap),
               secondPlace.putString(two)};
-    checks[data[1] % 8](c);
+    unsigned const check = data[1] % 8 == 1 && data[2] >= 128 ? 8 + data[2] % 2 : data[1] % 8;
+    checks[check](c);
     return 0;
 }
