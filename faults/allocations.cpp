@@ -16,6 +16,7 @@
 #include <Z/ztisutil.h>
 #include <dirent.h>
 #include <fcntl.h>
+#include <netdb.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -355,6 +356,8 @@ bool sweepWarm(Scenario const& scenario, Make const& make, long failures) {
 bool triedFirst(Scenario const& scenario, Make const& make, Plan const& failing) {
     bool const isModel = failing.shortage == never;
     if (!scenario.startsCodesets) codesets();
+    // Without memory for its start the C library's resolver keeps its own lock for good.
+    gethostbyname("localhost");
     if (isModel) learn(make);
     bool const some = tried(scenario, make, failing);
     if (!some && !isModel) return false;
@@ -384,7 +387,9 @@ bool inProcess(Scenario const& scenario, std::function<bool()> const& body) {
     waitpid(child, &status, 0);
     if (WIFEXITED(status)) return WEXITSTATUS(status) == 0 && !*shared->broken;
     int const signal = WTERMSIG(status);
-    if (signal == SIGABRT && scenario.endsProcess) return noted(processEnded);
+    bool const mayAbort =
+        scenario.endsProcess || (scenario.endsScattered && shared->plan.shortage == scattered);
+    if (signal == SIGABRT && mayAbort) return noted(processEnded);
     std::snprintf(shared->broken, sizeof shared->broken, "%s",
                   signal == SIGALRM ? "it ends" : strsignal(signal));
     return false;

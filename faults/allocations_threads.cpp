@@ -206,7 +206,7 @@ void addPlatform(std::vector<Scenario>& all) {
          Z_DO(x.notifyObservers(ZObservedParm_5_1())), Z_DO(x.assign())});
     Uses<Nothing> const uses{all};
     constexpr int notLoaded = 51, notResolved = 52;
-    uses("shared library", {Z_DO(useLibrary())}, {notLoaded, notResolved});
+    uses("shared library", {Z_DO(useLibrary())}, {notLoaded, notResolved}).endsScattered = true;
     // Where the name cannot be found, that is reported and it is empty.
     uses("host name", {Z_DO(ZLocalHostName_5_1::getLocalHostName())});
     unsigned char static const bytes[100] = {1, 2, 3};
