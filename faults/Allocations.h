@@ -42,8 +42,8 @@ struct Scenario {
     std::vector<int> failuresToMake;  // likewise, when the first use of Z is that of the subject
     bool endsProcess = false;         // for want of memory it may
     bool endsScattered = false;       // likewise, where an exception and its copy both find none
-    long keptByLibrary = 0;  // blocks: with stacks of ended threads, or after a module did not load
-    bool startsCodesets = false;  // as the first use; all others find the text services started
+    long keptByLibrary = 0;           // blocks: of ended threads, modules, the resolver
+    bool startsCodesets = false;      // as the first use; all others find the text services started
 };
 
 // Adds scenarios whose uses begin with a new Subject; more uses of a name go to its scenario.

@@ -208,7 +208,7 @@ void addPlatform(std::vector<Scenario>& all) {
     constexpr int notLoaded = 51, notResolved = 52;
     uses("shared library", {Z_DO(useLibrary())}, {notLoaded, notResolved}).endsScattered = true;
     // Where the name cannot be found, that is reported and it is empty.
-    uses("host name", {Z_DO(ZLocalHostName_5_1::getLocalHostName())});
+    uses("host name", {Z_DO(ZLocalHostName_5_1::getLocalHostName())}).keptByLibrary = 2;
     unsigned char static const bytes[100] = {1, 2, 3};
     uses("hex dump, file map",
          {Z_CODE(zhex_dump_5_1(stdout, sizeof bytes, bytes, text)), Z_CODE(mapFile())}, {-1});
