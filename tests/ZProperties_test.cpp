@@ -72,8 +72,8 @@ TEST_F(ZProperties, NumbersAndBooleans) {
         EXPECT_TRUE(ZProperties_5_1::convertToInt(text, number) && number == UINT_MAX) << text;
     }
     std::pair<char const*, int> const booleans[] = {
-        {"", 0},  {"0", 0},    {"nO", 0},    {"1", 1},    {"TRUE", 1}, {"Y", 1},
-        {"t", 1}, {"off", -1}, {"yes ", -1}, {"0x1", -1}, {"010", -1}, {"-", -1}};
+        {"", 0},  {"f", 0}, {"False", 0}, {"0", 0},     {"nO", 0},   {"1", 1},    {"TRUE", 1},
+        {"Y", 1}, {"t", 1}, {"off", -1},  {"yes ", -1}, {"0x1", -1}, {"010", -1}, {"-", -1}};
     for (auto const& [text, expected] : booleans) {
         int truth = 7;
         EXPECT_EQ(ZProperties_5_1::convertToBoolean(text, truth), expected >= 0) << text;
